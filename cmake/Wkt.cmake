@@ -1,0 +1,55 @@
+# Flags and target helpers shared by all folders.
+include_guard(GLOBAL)
+include(GoogleTest)
+
+add_library(wkt_flags INTERFACE)
+target_include_directories(wkt_flags INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_options(wkt_flags INTERFACE
+  -Wall -Wextra -Werror -Wconversion -Wshadow -Wpedantic -Wno-missing-field-initializers)
+
+if(WKT_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+
+# Code that also runs on a device: no exceptions, no run-time types, nothing exported unless named.
+add_library(wkt_device_flags INTERFACE)
+target_link_libraries(wkt_device_flags INTERFACE wkt_flags)
+target_compile_options(wkt_device_flags INTERFACE
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-gnu-unique>
+  -fvisibility=hidden)
+
+# Every .cpp of the calling folder, tests not among them.
+function(wkt_sources out)
+  file(GLOB found CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*.cpp")
+  set(${out} ${found} PARENT_SCOPE)
+endfunction()
+
+# wkt_library(name STATIC|SHARED [DEVICE] [LIBS ...]): a library of all sources of the folder.
+function(wkt_library name kind)
+  cmake_parse_arguments(ARG "DEVICE" "" "LIBS;SOURCES" ${ARGN})
+  if(NOT ARG_SOURCES)
+    wkt_sources(ARG_SOURCES)
+  endif()
+  add_library(${name} ${kind} ${ARG_SOURCES})
+  if(ARG_DEVICE)
+    target_link_libraries(${name} PRIVATE wkt_device_flags)
+  else()
+    target_link_libraries(${name} PRIVATE wkt_flags)
+  endif()
+  target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}")
+  target_link_libraries(${name} PUBLIC ${ARG_LIBS})
+endfunction()
+
+# wkt_test(name [LIBS ...] [SOURCES ...]): a GoogleTest program of the folder's sources, one ctest
+# entry per test. Each entry is its own process, so process-wide state never leaks between tests.
+function(wkt_test name)
+  cmake_parse_arguments(ARG "" "" "LIBS;SOURCES" ${ARGN})
+  if(NOT ARG_SOURCES)
+    wkt_sources(ARG_SOURCES)
+  endif()
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE wkt_flags ${ARG_LIBS} GTest::gtest_main)
+  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST
+                       PROPERTIES TIMEOUT 300)
+endfunction()
