@@ -19,6 +19,11 @@ target_compile_options(wkt_device_flags INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-gnu-unique>
   -fvisibility=hidden)
 
+if(WKT_COVERAGE)
+  target_compile_options(wkt_device_flags INTERFACE --coverage)
+  add_link_options(--coverage)
+endif()
+
 # Every .cpp of the calling folder, tests not among them.
 function(wkt_sources out)
   file(GLOB found CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*.cpp")
