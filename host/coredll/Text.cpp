@@ -17,7 +17,7 @@ struct CaseRange {
 
 // Lower-case letters whose upper form has them as its lower form, ascending.
 constexpr CaseRange kCaseRanges[] = {
-    // clang-format off
+// clang-format off
 #include "host/coredll/CaseTable.inc"
     // clang-format on
 };
@@ -113,14 +113,16 @@ char16_t UpperCase(char16_t unit) {
     return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 32) : unit;
   const auto* range = std::partition_point(std::begin(kCaseRanges), std::end(kCaseRanges),
                                            [&](const CaseRange& each) { return each.last < unit; });
-  if (range == std::end(kCaseRanges) || unit < range->first || (unit - range->first) % range->step != 0)
+  if (range == std::end(kCaseRanges) || unit < range->first ||
+      (unit - range->first) % range->step != 0)
     return unit;
   return static_cast<char16_t>(unit + range->distance);
 }
 
 std::u16string UpperCase(std::u16string_view text) {
   std::u16string upper(text);
-  std::transform(upper.begin(), upper.end(), upper.begin(), [](char16_t unit) { return UpperCase(unit); });
+  std::transform(upper.begin(), upper.end(), upper.begin(),
+                 [](char16_t unit) { return UpperCase(unit); });
   return upper;
 }
 

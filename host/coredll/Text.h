@@ -7,13 +7,14 @@
 
 namespace wkt::host {
 
-// One half of a surrogate pair alone is written as three bytes, so that every UTF-16 text comes back whole.
+// One half of a surrogate pair alone is written as three bytes, so that every UTF-16 text comes
+// back whole.
 std::string ToUtf8(std::u16string_view text);
 // nullopt when the bytes are no such text.
 std::optional<std::u16string> FromUtf8(std::string_view bytes);
 
-// Upper case of letters that have one upper and one lower form; all others stay ('ß', 'ı', and every
-// letter beyond U+FFFF).
+// Upper case of letters that have one upper and one lower form; all others stay ('ß', 'ı', and
+// every letter beyond U+FFFF).
 char16_t UpperCase(char16_t unit);
 std::u16string UpperCase(std::u16string_view text);
 bool EqualIgnoringCase(std::u16string_view left, std::u16string_view right);
