@@ -1,0 +1,140 @@
+#pragma once
+
+#include "WktCommon/FlagText.h"
+#include "WktCommon/StampMode.h"
+#include "WktCommon/StringArray.h"
+#include "WktCommon/WideString.h"
+#include "platform/Types.h"
+
+class CJobLean;
+
+namespace wkt {
+
+// Told of a job after each change, on the thread of the change. Nothing here installs one.
+class JobObserver {
+ public:
+  virtual void OnJobChanged(CJobLean& job) = 0;
+
+ protected:
+  ~JobObserver() = default;
+};
+
+struct RecordPeek;  // tests look at what has no getter
+
+}  // namespace wkt
+
+// One stretch of recorded work in memory; daily and favourite jobs alike. Created empty or new,
+// filled through its setters, read through its getters and destroyed by its owner. One thread at
+// a time.
+//
+// Setters follow one rule: only an effective change is stored, marks the record and stamps its
+// modification time with the present time. The partner flags and "changed during sync" are the
+// exception: writing down the state of a synchronisation must not look like an edit.
+class CJobLean {
+ public:
+  // A new record draws an identifier of its own.
+  explicit CJobLean(BOOL makeNew);
+  virtual ~CJobLean();
+  CJobLean(const CJobLean&) = delete;
+  CJobLean& operator=(const CJobLean&) = delete;
+
+  // Null texts count as empty.
+  [[nodiscard]] WideString GetJobId() const { return jobId; }
+  void SetJobId(const WCHAR* text) { ChangeText(jobId, text); }
+  [[nodiscard]] int GetVersionNumber() const { return versionNumber; }
+  void SetVersionNumber(int number) { ChangeNumber(versionNumber, number); }
+  [[nodiscard]] FILETIME GetModificationTime() const;
+  // Does not mark the record changed. The observer is told of a different time, or in any case
+  // with `force`.
+  void SetModificationTime(FILETIME time, BOOL force);
+  [[nodiscard]] WideString GetTitle() const { return title; }
+  void SetTitle(const WCHAR* text) { ChangeText(title, text); }
+  [[nodiscard]] WideString GetComment() const { return comment; }
+  void SetComment(const WCHAR* text) { ChangeText(comment, text); }
+
+  // Identifiers of type records. Kept at any length; a packet carries the first 39 characters.
+  [[nodiscard]] WideString GetWorkTypeId() const { return workTypeId; }
+  void SetWorkTypeId(const WCHAR* text) { ChangeText(workTypeId, text); }
+  [[nodiscard]] WideString GetProjectId() const { return projectId; }
+  void SetProjectId(const WCHAR* text) { ChangeText(projectId, text); }
+  [[nodiscard]] WideString GetTeamworkId() const { return teamworkId; }
+  void SetTeamworkId(const WCHAR* text) { ChangeText(teamworkId, text); }
+
+  [[nodiscard]] FILETIME GetStartTime() const { return startTime; }
+  void SetStartTime(FILETIME time) { ChangeTime(startTime, time); }
+  [[nodiscard]] FILETIME GetEndTime() const { return endTime; }
+  void SetEndTime(FILETIME time) { ChangeTime(endTime, time); }
+
+  // One text of identifiers with "; " between them. Lists with the same entries in another order
+  // count as equal.
+  [[nodiscard]] WideString GetPersonIds() const;
+  void SetPersonIds(const WCHAR* text);
+
+  // The record's own array, valid as long as the record lives.
+  [[nodiscard]] const WCHAR* GetFlags() const { return flags; }
+  void SetFlags(const WCHAR* text);
+  // Index 0 or 1; others read as false and are not written.
+  [[nodiscard]] bool GetUserFlag(int index) const;
+  void SetUserFlag(int index, BOOL on);
+  [[nodiscard]] bool GetFlag3() const { return flag3; }
+  void SetFlag3(BOOL on);
+  // "Is synchronized" with partner index 0 or 1; others read as false and are not written.
+  [[nodiscard]] bool GetPartnerFlag(int index) const;
+  void SetPartnerFlag(int index, BOOL on);
+  // "Changed during sync".
+  [[nodiscard]] bool GetFlag6() const { return changedDuringSync; }
+  void SetFlag6(BOOL on);
+
+  [[nodiscard]] int GetUnused2() const { return unused2; }
+  void SetUnused2(int number) { ChangeNumber(unused2, number); }
+  [[nodiscard]] WideString GetUnused3() const { return unused3; }
+  void SetUnused3(const WCHAR* text);
+  // A local date at midnight; the caller rounds it.
+  [[nodiscard]] FILETIME GetLocalDayAsFileTime() const { return localDay; }
+  void SetLocalDayAsFileTime(FILETIME time);
+
+  // Nobody in this library reads the mark.
+  void SetModified(BOOL on);
+  // Not owned; null for none.
+  void SetObserver(wkt::JobObserver* told) { observer = told; }
+
+ private:
+  friend class wkt::FillScope<CJobLean>;
+  friend struct wkt::RecordPeek;
+  void BeginFill();
+  void EndFill();
+
+  void ChangeText(WideString& field, const WCHAR* text);
+  void ChangeNumber(int32_t& field, int32_t number);
+  void ChangeTime(FILETIME& field, FILETIME time);
+  [[nodiscard]] bool ChangeFlag(bool& mirror, int position, BOOL on);
+  // The one place where a change becomes visible: marked, stamped, told.
+  void Stamp();
+  void TakePresentTime() const;
+
+  WideString jobId;
+  int32_t versionNumber = 23;
+  mutable FILETIME modificationTime;
+  WideString title;
+  WideString comment;
+  WideString workTypeId;
+  WideString projectId;
+  WideString teamworkId;
+  FILETIME startTime;
+  FILETIME endTime;
+  StringArray personIds{100};
+  mutable WideString personIdsText;
+  wkt::FlagText flags;
+  bool userFlags[2] = {};
+  bool partnerFlags[2] = {};
+  bool changedDuringSync = false;
+  bool flag3 = false;
+  int32_t unused2 = -1;
+  WideString unused3;
+  WideString unused3Head;  // before the first blank of the last text that had one
+  WideString unused3Tail;  // after it
+  FILETIME localDay;
+  BOOL modified = FALSE;
+  wkt::JobObserver* observer = nullptr;
+  mutable wkt::StampMode stampMode = wkt::StampMode::AtOnce;
+};
