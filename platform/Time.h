@@ -48,9 +48,9 @@ BOOL CEAPI SystemTimeToFileTime(const SYSTEMTIME* time, FILETIME* fileTime);
 // output untouched, for ticks from 2^63 on.
 BOOL CEAPI FileTimeToSystemTime(const FILETIME* fileTime, SYSTEMTIME* time);
 
-// UTC to local by the bias in force now, whatever date is converted. Input and output must be two
-// variables. FALSE with ERROR_INVALID_PARAMETER, output untouched, when the result leaves
-// 0..2^63-1.
+// UTC to local by the bias in force now, whatever date is converted; wraps where local time leaves
+// the 64 bits. Input and output must be two variables. FALSE with ERROR_INVALID_PARAMETER, output
+// untouched, for NULL; the same for one variable, which a device may convert wrongly.
 BOOL CEAPI FileTimeToLocalFileTime(const FILETIME* fileTime, FILETIME* localFileTime);
 
 // Local to UTC, the reverse of FileTimeToLocalFileTime with the same rules.

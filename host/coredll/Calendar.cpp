@@ -1,0 +1,77 @@
+#include "host/coredll/Calendar.h"
+
+namespace wkt::host {
+
+namespace {
+
+// Years are counted from March, so that the leap day is the last of its year: months then start at
+// 0, 31, 61, 92, ... days, which (153 * month + 2) / 5 yields, and a leap day changes nothing.
+constexpr int64_t kDaysPer400Years = 400 * 365 + 97;
+// From 1 March of year 0 to 1 January 1601: four cycles of 400 years to 1 March 1600, and the 306
+// days that are left of that year.
+constexpr int64_t kDaysToFirstDay = 4 * kDaysPer400Years + 306;
+
+bool IsLeapYear(int year) {
+  return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+}
+
+}  // namespace
+
+int DaysInMonth(int year, int month) {
+  static constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  if (month < 1 || month > 12)
+    return 0;
+  return month == 2 && IsLeapYear(year) ? 29 : kDays[month - 1];
+}
+
+bool IsCalendarDay(const SYSTEMTIME& time) {
+  return time.wYear >= kFirstYear && time.wYear <= kLastYear && time.wDay >= 1 &&
+         time.wDay <= DaysInMonth(time.wYear, time.wMonth);
+}
+
+int64_t DayNumber(int year, int month, int day) {
+  const int64_t marchYear = month <= 2 ? year - 1 : year;
+  const int64_t marchMonth = month <= 2 ? month + 9 : month - 3;
+  const int64_t dayOfYear = (153 * marchMonth + 2) / 5 + day - 1;
+  return marchYear * 365 + marchYear / 4 - marchYear / 100 + marchYear / 400 + dayOfYear -
+         kDaysToFirstDay;
+}
+
+int WeekdayOfDay(int64_t dayNumber) {
+  // 1 January 1601 was a Monday.
+  return static_cast<int>((dayNumber % 7 + 8) % 7);
+}
+
+std::optional<uint64_t> TicksFromCalendar(const SYSTEMTIME& time) {
+  if (!IsCalendarDay(time) || time.wHour > 23 || time.wMinute > 59 || time.wSecond > 59 ||
+      time.wMilliseconds > 999)
+    return std::nullopt;
+  return static_cast<uint64_t>(DayNumber(time.wYear, time.wMonth, time.wDay)) * kTicksPerDay +
+         time.wHour * kTicksPerHour + time.wMinute * kTicksPerMinute +
+         time.wSecond * kTicksPerSecond + time.wMilliseconds * kTicksPerMillisecond;
+}
+
+SYSTEMTIME CalendarFromTicks(uint64_t ticks) {
+  const auto dayNumber = static_cast<int64_t>(ticks / kTicksPerDay);
+  const int64_t days = dayNumber + kDaysToFirstDay;
+  const int64_t cycle = days / kDaysPer400Years;
+  const int64_t dayOfCycle = days % kDaysPer400Years;
+  // The last day of a 4, 100 and 400 year stretch belongs to the year before the quotient says.
+  const int64_t yearOfCycle =
+      (dayOfCycle - dayOfCycle / 1460 + dayOfCycle / 36524 - dayOfCycle / 146096) / 365;
+  const int64_t dayOfYear = dayOfCycle - (365 * yearOfCycle + yearOfCycle / 4 - yearOfCycle / 100);
+  const int64_t marchMonth = (5 * dayOfYear + 2) / 153;
+  const int64_t month = marchMonth < 10 ? marchMonth + 3 : marchMonth - 9;
+  SYSTEMTIME time;
+  time.wYear = static_cast<WORD>(cycle * 400 + yearOfCycle + (month <= 2 ? 1 : 0));
+  time.wMonth = static_cast<WORD>(month);
+  time.wDay = static_cast<WORD>(dayOfYear - (153 * marchMonth + 2) / 5 + 1);
+  time.wDayOfWeek = static_cast<WORD>(WeekdayOfDay(dayNumber));
+  time.wHour = static_cast<WORD>(ticks / kTicksPerHour % 24);
+  time.wMinute = static_cast<WORD>(ticks / kTicksPerMinute % 60);
+  time.wSecond = static_cast<WORD>(ticks / kTicksPerSecond % 60);
+  time.wMilliseconds = static_cast<WORD>(ticks / kTicksPerMillisecond % 1000);
+  return time;
+}
+
+}  // namespace wkt::host
