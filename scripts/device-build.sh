@@ -1,0 +1,64 @@
+#!/bin/sh
+# Build the device libraries for one or both machines and collect them.
+#
+# usage: scripts/device-build.sh [--twice] [OUT [MACHINE...]]
+#
+# OUT (build/device by default) gets arm/ and x86/ with the libraries, the images linked at another base
+# for the relocation check, and install.json; the CMake trees lie in OUT/work. With --twice each machine is
+# built a second time, in another folder and without the compiler cache, and the two must be byte-identical.
+# Exit 77: the cross tools are not installed (1 with WKT_DEVICE_REQUIRED=1).
+set -eu
+cd "$(dirname "$0")/.."
+root=$PWD
+twice=
+[ "${1:-}" != --twice ] || { twice=yes; shift; }
+out=${1:-$root/build/device}
+[ $# = 0 ] || shift
+machines=${*:-arm x86}
+mkdir -p "$out"
+out=$(cd "$out" && pwd)
+
+missing=
+for tool in cmake ninja arm-none-eabi-g++ i686-w64-mingw32-g++ i686-w64-mingw32-windres; do
+  command -v "$tool" >/dev/null || missing="$missing $tool"
+done
+/usr/bin/python3 -c 'import elftools, pefile' 2>/dev/null || missing="$missing python3-pyelftools/pefile"
+if [ -n "$missing" ]; then
+  echo "The device libraries cannot be built here; missing:$missing. ./dev device installs the tools." >&2
+  [ "${WKT_DEVICE_REQUIRED:-}" != 1 ] || exit 1
+  exit 77
+fi
+
+# tree MACHINE FOLDER: configure and build one tree.
+tree() {
+  launcher=
+  [ "$2" != "${2%-again}" ] || ! command -v ccache >/dev/null || launcher=ccache
+  mkdir -p "$2"
+  {
+    cmake -G Ninja -S device -B "$2" -DCMAKE_TOOLCHAIN_FILE="$root/device/cmake/ce-$1.cmake" \
+      -DCMAKE_CXX_COMPILER_LAUNCHER=$launcher && ninja -C "$2"
+  } >"$2.log" 2>&1 || {
+    grep -E -A6 'error|FAILED|undefined|elf2ce' "$2.log" | head -60 >&2
+    echo "The device build for $1 failed; its whole output is in $2.log" >&2
+    exit 1
+  }
+}
+
+for machine in $machines; do
+  tree "$machine" "$out/work/$machine"
+  mkdir -p "$out/$machine"
+  rm -f "$out/$machine"/*
+  cp "$out/work/$machine"/*.dll "$out/$machine/"
+  [ "$machine" != arm ] || cp "$out/work/$machine"/*.elf "$out/$machine/"
+  [ -n "$twice" ] || continue
+  rm -rf "$out/work/$machine-again"
+  tree "$machine" "$out/work/$machine-again"
+  for library in "$out/$machine"/*.dll; do
+    cmp "$library" "$out/work/$machine-again/${library##*/}" || {
+      echo "Two builds of ${library##*/} for $machine differ" >&2
+      exit 1
+    }
+  done
+  rm -rf "$out/work/$machine-again"
+done
+/usr/bin/python3 device/mkinstall.py CMakeLists.txt >"$out/install.json"

@@ -1,0 +1,11 @@
+#!/bin/sh
+# ./dev device: install the cross tools, build the device libraries twice, compare, and print sizes.
+set -eu
+cd "$(dirname "$0")/.."
+./dev deps base device
+sh scripts/device-build.sh --twice "$PWD/build/device"
+echo "Windows CE libraries in build/device, two builds byte-identical; installer description: build/device/install.json"
+for library in build/device/*/Wkt*.dll; do
+  case $library in *.other.dll) continue ;; esac
+  printf '%9d bytes  %s\n' "$(stat -c %s "$library")" "$library"
+done
