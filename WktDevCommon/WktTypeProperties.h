@@ -1,0 +1,20 @@
+#pragma once
+
+#include "WktCommon/WktTypeLean.h"
+#include "WktDevCommon/PropertyTable.h"
+
+// The properties of a type record in stored order.
+namespace wkt {
+
+constexpr size_t kTypePropertyCount = 15;
+// Place in the table.
+constexpr size_t kTypeModificationTimeAt = 3;
+
+constexpr CEPROPID kTypeKindId = 0x40200003;
+constexpr CEPROPID kTypeCreationTimeId = 0x40240040;
+
+[[nodiscard]] PropertyRows<CWktTypeLean> TypeProperties();
+// The kind that chooses the record's class; 0, which has none, when the record does not say.
+[[nodiscard]] int StoredKind(const PropertyValues& values);
+
+}  // namespace wkt
