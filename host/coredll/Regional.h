@@ -48,6 +48,9 @@ const Regional& CurrentRegional();
 // The values of en-US, whatever the device says.
 const LocaleTexts& DefaultLocale();
 
+// The present time on the device's own clock.
+SYSTEMTIME LocalNow();
+
 // The bias in force at `ticks` (UTC) in the device's zone.
 BiasPeriod CurrentBiasAt(uint64_t ticks);
 

@@ -47,13 +47,6 @@ BOOL ShiftByBias(const FILETIME* from, FILETIME* to, LONG sign) {
   return TRUE;
 }
 
-SYSTEMTIME LocalNow() {
-  const uint64_t now = NowTicks();
-  const uint64_t local = LocalTicks(now, CurrentBiasAt(now).biasMinutes);
-  // A clock set to the first hours of 1601 has no local time west of Greenwich.
-  return CalendarFromTicks(local < kFirstBadTicks ? local : now);
-}
-
 DWORD ZoneNow(TIME_ZONE_INFORMATION* zone) {
   if (zone == nullptr) {
     SetError(ERROR_INVALID_PARAMETER);
@@ -64,6 +57,13 @@ DWORD ZoneNow(TIME_ZONE_INFORMATION* zone) {
 }
 
 }  // namespace
+
+SYSTEMTIME LocalNow() {
+  const uint64_t now = NowTicks();
+  const uint64_t local = LocalTicks(now, CurrentBiasAt(now).biasMinutes);
+  // A clock set to the first hours of 1601 has no local time west of Greenwich.
+  return CalendarFromTicks(local < kFirstBadTicks ? local : now);
+}
 
 }  // namespace wkt::host
 
