@@ -6,6 +6,7 @@
 #include <string>
 
 #include "WktCommon/Allocation.h"
+#include "WktCommon/Hundredths.h"
 #include "platform/Runtime.h"
 
 namespace wkt {
@@ -37,7 +38,6 @@ constexpr size_t kUnitsPerCharacter = kBytesPerCharacter / sizeof(WCHAR);
 constexpr size_t kMaxUnits = 0x0FFFFFFF;
 // "-2147483648" and the terminator.
 constexpr size_t kIntegerUnits = 12;
-constexpr size_t kFractionUnits = 50;
 
 size_t LengthUpTo(const WCHAR* text, size_t maxUnits) {
   if (!text)
@@ -203,11 +203,8 @@ WideString& WideString::operator=(const WCHAR* text) {
 }
 
 void WideString::AssignNumber(float value) {
-  // The largest single-precision value has 39 digits before the point.
-  WCHAR digits[kFractionUnits];
-  digits[0] = 0;
-  _snwprintf(digits, kFractionUnits, u"%.2f", static_cast<double>(value));
-  digits[kFractionUnits - 1] = 0;
+  WCHAR digits[wkt::kHundredthsUnits];
+  wkt::FormatHundredths(value, digits);
   *this = digits;
 }
 
