@@ -66,7 +66,7 @@ void FormatHundredths(float value, WCHAR (&text)[kHundredthsUnits]) {
     return;
   }
   const uint32_t significand = (bits & kFractionMask) | (exponent != 0 ? 1u << kFractionBits : 0);
-  const int shift = static_cast<int>(std::max(exponent, 1u)) - kExponentOfUnit;
+  const int shift = static_cast<int>(std::max<uint32_t>(exponent, 1)) - kExponentOfUnit;
   Wide whole;
   uint32_t hundredths = 0;
   if (shift >= 0) {

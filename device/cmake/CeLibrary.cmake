@@ -1,5 +1,7 @@
-# ce_library(NAME COLUMN column DESCRIPTION text EXPORTS file.def SOURCES ...): NAME.dll for Windows CE in the
+# ce_library(NAME COLUMN column DESCRIPTION text EXPORTS exports.map SOURCES ...): NAME.dll for Windows CE in the
 # build folder, and NAME.other.dll, the same linked at another base, from which the relocations are proved.
+# EXPORTS is the version script that the library has on Linux, so that both worlds export the same names;
+# DllMain alone is found through the entry here.
 set(CE_BASE 0x10000000)
 set(CE_OTHER_BASE 0x23450000)
 find_program(CE_WINDRES i686-w64-mingw32-windres REQUIRED)
@@ -15,6 +17,11 @@ function(ce_library name)
   set(CE_NAME ${name})
   set(CE_DESCRIPTION "${ARG_DESCRIPTION}")
   configure_file("${here}/version.rc.in" "${out}/${name}.rc" @ONLY)
+  ce_exports("${ARG_EXPORTS}" exported)
+  set(exports "${out}/${name}.def")
+  list(JOIN exported "\n  " lines)
+  file(CONFIGURE OUTPUT "${exports}" CONTENT "LIBRARY ${name}.dll\nEXPORTS\n  ${lines}\n")
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${ARG_EXPORTS}")
   # The functions this library may call; the linker knows no others.
   set(imports "${out}/${name}.coredll.def")
   add_custom_command(OUTPUT "${imports}"
@@ -29,13 +36,12 @@ function(ce_library name)
   add_custom_target(${name} ALL DEPENDS "${out}/${name}.dll" "${out}/${name}.other.dll")
 endfunction()
 
-# Names of the exported functions, as written in the .def file.
+# The names that a version script exports, DllMain apart.
 function(ce_exports file result)
-  file(STRINGS "${file}" lines)
-  list(FIND lines "EXPORTS" start)
-  math(EXPR start "${start} + 1")
-  list(SUBLIST lines ${start} -1 lines)
-  list(TRANSFORM lines STRIP)
+  file(STRINGS "${file}" lines REGEX "^ *[A-Za-z_0-9]+;$")
+  list(TRANSFORM lines REPLACE "[ ;]" "")
+  list(REMOVE_ITEM lines DllMain)
+  list(SORT lines)
   set(${result} ${lines} PARENT_SCOPE)
 endfunction()
 
@@ -48,7 +54,6 @@ macro(ce_link_arm)
   add_custom_command(OUTPUT "${out}/${name}.res"
     COMMAND ${CE_WINDRES} -O res "${out}/${name}.rc" "${out}/${name}.res"
     DEPENDS "${out}/${name}.rc" VERBATIM)
-  ce_exports("${ARG_EXPORTS}" exported)
   list(TRANSFORM exported PREPEND "-Wl,-u,")
   foreach(variant "${name}@${CE_BASE}" "${name}.other@${CE_OTHER_BASE}")
     string(REPLACE "@" ";" variant "${variant}")
@@ -61,9 +66,9 @@ macro(ce_link_arm)
         -Wl,--no-warn-rwx-segments,--no-enum-size-warning,--no-wchar-size-warning,-Map=${out}/${file}.map
         ${exported} -o "${out}/${file}.elf" $<TARGET_OBJECTS:${name}_objects> "${stubs}.o" -lgcc
       COMMAND ${PYTHON} "${here}/elf2ce.py" "${out}/${file}.elf" "${out}/${file}.dll" --name ${name}.dll
-        --def "${ARG_EXPORTS}" --res "${out}/${name}.res"
+        --def "${exports}" --res "${out}/${name}.res"
       DEPENDS ${name}_objects $<TARGET_OBJECTS:${name}_objects> "${stubs}.o" "${out}/${name}.res"
-        "${ARG_EXPORTS}" "${here}/elf2ce.py" "${here}/ce-arm.ld"
+        "${exports}" "${here}/elf2ce.py" "${here}/ce-arm.ld"
       COMMAND_EXPAND_LISTS VERBATIM)
   endforeach()
 endmacro()
@@ -83,12 +88,12 @@ macro(ce_link_x86)
     list(GET variant 1 base)
     add_custom_command(OUTPUT "${out}/${file}.dll"
       COMMAND ${CMAKE_CXX_COMPILER} -shared -nostdlib -s -o "${out}/${file}.dll"
-        $<TARGET_OBJECTS:${name}_objects> "${out}/${name}.res.o" "${ARG_EXPORTS}" "${stubs}" -lgcc
+        $<TARGET_OBJECTS:${name}_objects> "${out}/${name}.res.o" "${exports}" "${stubs}" -lgcc
         -Wl,--gc-sections,-e,_DllEntry,--subsystem,wince,--image-base,${base}
         -Wl,--major-subsystem-version,3,--minor-subsystem-version,0
         -Wl,--disable-auto-import,--disable-runtime-pseudo-reloc,--disable-dynamicbase,--disable-nxcompat
         -Wl,--no-insert-timestamp,-Map=${out}/${file}.map
-      DEPENDS ${name}_objects $<TARGET_OBJECTS:${name}_objects> "${out}/${name}.res.o" "${ARG_EXPORTS}" "${stubs}"
+      DEPENDS ${name}_objects $<TARGET_OBJECTS:${name}_objects> "${out}/${name}.res.o" "${exports}" "${stubs}"
       COMMAND_EXPAND_LISTS VERBATIM)
   endforeach()
 endmacro()

@@ -11,7 +11,8 @@ bad=$work/Probe.dll
 "$here/break_image.py" "$fault" "$good" "$bad"
 
 image() {
-  "$here/check_image.py" "$1" --machine "$machine" --exports "$here/probe/probe.def" \
+  "$here/check_image.py" "$1" --machine "$machine" \
+    --exports ProbeAttachCount,ProbeCall,ProbeConstructed,ProbeCreate,ProbeName,ProbeUnaligned \
     --functions "$here/../../device/coredll-functions.txt" --column probe --version "$version"
 }
 version=$(sed -n 's/^project(Worktally VERSION \([0-9.]*\).*/\1/p' "$here/../../CMakeLists.txt")
