@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstddef>
+
+// Counts and fails the memory requests (`new`) of the test program and of the libraries in it. One
+// thread.
+namespace wkt::test {
+
+class AllocationCounter {
+ public:
+  AllocationCounter();
+  // Requests since this was made.
+  [[nodiscard]] size_t Count() const;
+
+ private:
+  size_t start;
+};
+
+// While it lives, the nth request that may answer null (from 1) does so, and with `AllLater` every
+// later one too.
+class AllocationFailure {
+ public:
+  enum class Extent { OnlyThis, AllLater };
+  explicit AllocationFailure(size_t nth, Extent extent = Extent::OnlyThis);
+  ~AllocationFailure();
+  AllocationFailure(const AllocationFailure&) = delete;
+  AllocationFailure& operator=(const AllocationFailure&) = delete;
+  // Whether a request was refused so far.
+  [[nodiscard]] bool Happened() const;
+};
+
+}  // namespace wkt::test
