@@ -67,7 +67,7 @@ class CJobLean {
 
   // One text of identifiers with "; " between them. Lists with the same entries in another order
   // count as equal.
-  [[nodiscard]] WideString GetPersonIds() const;
+  [[nodiscard]] WideString GetPersonIds() const { return personIdsText; }
   void SetPersonIds(const WCHAR* text);
 
   // The record's own array, valid as long as the record lives.
@@ -110,7 +110,7 @@ class CJobLean {
   [[nodiscard]] bool ChangeFlag(bool& mirror, int position, BOOL on);
   // The one place where a change becomes visible: marked, stamped, told.
   void Stamp();
-  void TakePresentTime() const;
+  void TakePendingStamp() const;
 
   WideString jobId;
   int32_t versionNumber = 23;
@@ -123,7 +123,7 @@ class CJobLean {
   FILETIME startTime;
   FILETIME endTime;
   StringArray personIds{100};
-  mutable WideString personIdsText;
+  WideString personIdsText;
   wkt::FlagText flags;
   bool userFlags[2] = {};
   bool partnerFlags[2] = {};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 
 #include "platform/Types.h"
@@ -35,6 +36,21 @@ template <size_t unitCount>
 void WriteNumber(WCHAR (&field)[unitCount], int32_t number) {
   WriteNumber(field, unitCount, number);
 }
+// What a log line may show of a field that came without terminator.
+template <size_t unitCount>
+class TerminatedCopy {
+ public:
+  explicit TerminatedCopy(const WCHAR (&field)[unitCount]) { std::copy_n(field, unitCount, units); }
+  [[nodiscard]] const WCHAR* Text() const { return units; }
+
+ private:
+  WCHAR units[unitCount + 1] = {};
+};
+
+// Opens every packet, terminator included.
+constexpr WCHAR kPacketMagic[kMagicUnits] = u"Worktally";
+[[nodiscard]] bool IsPacketMagic(const WCHAR (&magic)[kMagicUnits]);
+
 void WriteTime(TimeText& field, FILETIME time);
 [[nodiscard]] FILETIME ReadTime(const TimeText& field);
 

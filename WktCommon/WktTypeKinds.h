@@ -18,6 +18,9 @@ constexpr int kItemKind = 6;  // lives only inside the text of a record of kind 
 // caller owns it.
 [[nodiscard]] CWktTypeLean* MakeType(int kind, BOOL makeNew);
 
+// Makes a record that only gets what its class needs: everything else is assigned to it.
+struct ForCopy {};
+
 // Items of one record of kind 5. The list belongs to who attaches it, and so do the items left in
 // it in the end; `ClearItems` destroys them.
 using ItemList = std::vector<CWktTypeItem*>;
@@ -31,10 +34,7 @@ class CWktTypeKind1 final : public CWktTypeLean {
   explicit CWktTypeKind1(BOOL makeNew);
   [[nodiscard]] CWktTypeLean* Clone() const override;
   [[nodiscard]] WideString GetDisplayName() const override { return GetName1(); }
-
- private:
-  struct ForCopy {};
-  explicit CWktTypeKind1(ForCopy);
+  explicit CWktTypeKind1(wkt::ForCopy);
 };
 
 // A tree: Unused1 holds the parent's identifier.
@@ -88,6 +88,7 @@ class CWktTypeItem final : public CWktTypeLean {
   CWktTypeItem();
   // From the 22 lines of an item block that begin at `firstLine`.
   CWktTypeItem(const StringArray& lines, int32_t firstLine);
+  explicit CWktTypeItem(wkt::ForCopy);
   // The copy belongs to the same record.
   [[nodiscard]] CWktTypeLean* Clone() const override;
   // Kept: a line break in a text shifts the lines after it; the block is then read back wrong.
@@ -95,17 +96,16 @@ class CWktTypeItem final : public CWktTypeLean {
 
   void SetOwner(CWktTypeKind5* record) { owner = record; }
   [[nodiscard]] CWktTypeKind5* GetOwner() const { return owner; }
-  // Two 64-bit values inside Unused2; 0 when that text is not four lines.
+  // Two 64-bit values inside Unused2, four lines, high halves first; 0 when they are not four.
   [[nodiscard]] uint64_t GetValueA() const;
   void SetValueA(DWORD low, DWORD high);
   [[nodiscard]] uint64_t GetValueB() const;
   void SetValueB(DWORD low, DWORD high);
 
  private:
-  struct ForCopy {};
-  explicit CWktTypeItem(ForCopy);
-  void SetPair(int firstFlag, int value);
-  [[nodiscard]] int GetPair(int firstFlag) const;
+  // Line 16 or 17 of the block: -1 without the first flag, else the second one.
+  void SetFlagPair(int firstFlag, int32_t value);
+  [[nodiscard]] int32_t GetFlagPair(int firstFlag) const;
 
   CWktTypeKind5* owner = nullptr;
 };

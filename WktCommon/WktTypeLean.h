@@ -94,6 +94,8 @@ class CWktTypeLean {
   // it is this record, or null.
   enum class OwnRoot { Counts, DoesNotCount };
   [[nodiscard]] const CWktTypeLean* FindRoot(const wkt::TypeList& types, OwnRoot ownRoot) const;
+  // What `Clone` does with a fresh record of the same class; null stays null.
+  CWktTypeLean* CopyInto(CWktTypeLean* copy) const;
   // For text that is derived from other data and therefore no change.
   void StoreUnused1(const WideString& text) const { unused1 = text; }
   [[nodiscard]] const WideString& Unused1AsStored() const { return unused1; }
@@ -104,6 +106,7 @@ class CWktTypeLean {
   friend struct wkt::RecordPeek;
   void BeginFill();
   void EndFill();
+  void TakePendingStamp() const;
 
   void ChangeText(WideString& field, const WCHAR* text);
   void ChangeNumber(int32_t& field, int32_t number);
@@ -111,7 +114,7 @@ class CWktTypeLean {
   // The one place where a change becomes visible: marked, stamped, told.
   void Stamp();
   void Notify();
-  [[nodiscard]] bool HasListeners() const { return observers && notifyEnabled; }
+  [[nodiscard]] bool HasListeners() const;
 
   int32_t typeOfType = 0;
   WideString id;

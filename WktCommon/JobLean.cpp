@@ -1,0 +1,201 @@
+#include "WktCommon/JobLean.h"
+
+#include <algorithm>
+
+#include "WktCommon/Log.h"
+#include "WktCommon/TextScanner.h"
+#include "WktCommon/Times.h"
+#include "WktCommon/WktUtilLean.h"
+
+namespace {
+
+constexpr wkt::FlagText kDefaultFlags = {u"0010000000000000000"};
+constexpr int kFirstPartnerPosition = 4;
+constexpr int kFlag3Position = 3;
+constexpr int kChangedDuringSyncPosition = 6;
+constexpr int32_t kPersonCapacity = 100;
+constexpr WCHAR kPersonSeparator[] = u"; ";
+
+bool TimesDiffer(const FILETIME& first, const FILETIME& second) {
+  return CompareFileTime(&first, &second) != 0;
+}
+
+}  // namespace
+
+CJobLean::CJobLean(BOOL makeNew) {
+  wkt::LogScope log("CJobLean::CJobLean");
+  log.Write(wkt::kLogInput, u"Make new = %d", makeNew);
+  log.Write(wkt::kLogDetail, u"this = %ld", wkt::LogValue(this));
+  if (makeNew) {
+    jobId = CWktUtilLean::CreateGUID();
+    log.Write(wkt::kLogDetail, u"Job id = '%s'", jobId.c_str());
+  }
+  std::copy_n(kDefaultFlags, wkt::kFlagCount + 1, flags);
+  GetCurrentFileTime(modificationTime, FALSE, FALSE);
+  GetCurrentFileTime(startTime, FALSE, FALSE);
+  GetCurrentFileTime(endTime, FALSE, FALSE);
+  GetCurrentFileTime(localDay, TRUE, TRUE);
+}
+
+CJobLean::~CJobLean() {
+  wkt::LogScope log("CJobLean::~CJobLean");
+  log.Write(wkt::kLogDetail, u"this = %ld", wkt::LogValue(this));
+}
+
+void CJobLean::ChangeText(WideString& field, const WCHAR* text) {
+  if (field.Equals(text))
+    return;
+  field = text;
+  Stamp();
+}
+
+void CJobLean::ChangeNumber(int32_t& field, int32_t number) {
+  if (field == number)
+    return;
+  field = number;
+  Stamp();
+}
+
+void CJobLean::ChangeTime(FILETIME& field, FILETIME time) {
+  if (!TimesDiffer(field, time))
+    return;
+  field = time;
+  Stamp();
+}
+
+bool CJobLean::ChangeFlag(bool& mirror, int position, BOOL on) {
+  const bool wanted = on != FALSE;
+  if (mirror == wanted)
+    return false;
+  mirror = wanted;
+  wkt::WriteFlag(flags, position, wanted);
+  return true;
+}
+
+void CJobLean::Stamp() {
+  modified = TRUE;
+  if (stampMode != wkt::StampMode::AtOnce && !observer) {
+    stampMode = wkt::StampMode::DeferredPending;
+    return;
+  }
+  GetCurrentFileTime(modificationTime, FALSE, FALSE);
+  if (observer)
+    observer->OnJobChanged(*this);
+}
+
+void CJobLean::BeginFill() {
+  stampMode = wkt::StampMode::Deferred;
+}
+
+void CJobLean::EndFill() {
+  TakePendingStamp();
+  stampMode = wkt::StampMode::AtOnce;
+}
+
+void CJobLean::TakePendingStamp() const {
+  if (stampMode != wkt::StampMode::DeferredPending)
+    return;
+  GetCurrentFileTime(modificationTime, FALSE, FALSE);
+  stampMode = wkt::StampMode::Deferred;
+}
+
+FILETIME CJobLean::GetModificationTime() const {
+  TakePendingStamp();
+  return modificationTime;
+}
+
+void CJobLean::SetModificationTime(FILETIME time, BOOL force) {
+  const bool overridesStamp = stampMode == wkt::StampMode::DeferredPending;
+  const bool differs = overridesStamp || TimesDiffer(modificationTime, time);
+  if (overridesStamp)
+    stampMode = wkt::StampMode::Deferred;
+  modificationTime = time;
+  if (observer && (differs || force))
+    observer->OnJobChanged(*this);
+}
+
+void CJobLean::SetModified(BOOL on) {
+  modified = on;
+  if (on)
+    Stamp();
+}
+
+// Kept: lists are compared as sets, so the same persons in another order are no change.
+void CJobLean::SetPersonIds(const WCHAR* text) {
+  StringArray persons(kPersonCapacity);
+  wkt::SplitAtText(text, kPersonSeparator, persons);
+  if (persons.EqualsAsSets(personIds))
+    return;
+  personIds = persons;
+  // Splitting and joining are exact opposites, so this is what joining the list would give.
+  personIdsText = text;
+  Stamp();
+}
+
+void CJobLean::SetFlags(const WCHAR* text) {
+  if (!text || !wkt::CopyFlags(flags, text))
+    return;
+  for (int i = 0; i < 2; ++i) {
+    userFlags[i] = wkt::IsFlagOn(flags, i);
+    partnerFlags[i] = wkt::IsFlagOn(flags, kFirstPartnerPosition + i);
+  }
+  flag3 = wkt::IsFlagOn(flags, kFlag3Position);
+  changedDuringSync = wkt::IsFlagOn(flags, kChangedDuringSyncPosition);
+  SetModified(TRUE);
+}
+
+bool CJobLean::GetUserFlag(int index) const {
+  return (index == 0 || index == 1) && userFlags[index];
+}
+
+void CJobLean::SetUserFlag(int index, BOOL on) {
+  if (index != 0 && index != 1)
+    return;
+  if (ChangeFlag(userFlags[index], index, on))
+    SetModified(TRUE);
+}
+
+void CJobLean::SetFlag3(BOOL on) {
+  if (ChangeFlag(flag3, kFlag3Position, on))
+    Stamp();
+}
+
+bool CJobLean::GetPartnerFlag(int index) const {
+  return (index == 0 || index == 1) && partnerFlags[index];
+}
+
+void CJobLean::SetPartnerFlag(int index, BOOL on) {
+  if (index != 0 && index != 1)
+    return;
+  (void)ChangeFlag(partnerFlags[index], kFirstPartnerPosition + index, on);
+}
+
+void CJobLean::SetFlag6(BOOL on) {
+  (void)ChangeFlag(changedDuringSync, kChangedDuringSyncPosition, on);
+}
+
+void CJobLean::SetUnused3(const WCHAR* text) {
+  if (unused3.Equals(text))
+    return;
+  unused3 = text;
+  Stamp();
+  const int32_t blank = unused3.FindCharacter(u' ');
+  if (blank < 0)
+    return;  // Kept: head and tail stay those of the last text with a blank.
+  unused3Head = unused3.Left(blank);
+  unused3Tail = WideString(unused3.c_str() + blank + 1);
+}
+
+void CJobLean::SetLocalDayAsFileTime(FILETIME time) {
+  if (!TimesDiffer(localDay, time))
+    return;
+  localDay = time;
+  if (wkt::IsLogging()) {
+    WideString date;
+    WideString clock;
+    FormatDateText(date, time, TRUE, 0);
+    FormatTimeText(clock, time, TRUE, FALSE, wkt::kHoursMinutes);
+    wkt::PassToLog(wkt::kLogProgress, u"Local day = %s %s", date.c_str(), clock.c_str());
+  }
+  Stamp();
+}
