@@ -241,7 +241,13 @@ int32_t CE_CALL DllEntry(void* instance, uint32_t reason, void* reserved) {
   if (reason == kProcessAttach) {
     RunConstructors();
   }
+#if defined(CE_HAS_DLL_MAIN)
   const int32_t result = DllMain(instance, reason, reserved);
+#else
+  static_cast<void>(instance);
+  static_cast<void>(reserved);
+  const int32_t result = 1;
+#endif
   if (reason == kProcessDetach) {
     RunExitCalls();
   }

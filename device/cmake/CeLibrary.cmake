@@ -14,6 +14,11 @@ function(ce_library name)
   add_library(${name}_objects OBJECT ${ARG_SOURCES} "${here}/rt.cpp")
   target_link_libraries(${name}_objects PRIVATE ce_flags)
 
+  file(STRINGS "${ARG_EXPORTS}" main REGEX "^ *DllMain;")
+  if(main)
+    target_compile_definitions(${name}_objects PRIVATE CE_HAS_DLL_MAIN)
+  endif()
+
   set(CE_NAME ${name})
   set(CE_DESCRIPTION "${ARG_DESCRIPTION}")
   configure_file("${here}/version.rc.in" "${out}/${name}.rc" @ONLY)
