@@ -104,6 +104,10 @@ DWORD CEAPI GetFileSize(HANDLE file, DWORD* sizeHigh);
 // Returns when what was written is on the medium. FALSE: ERROR_INVALID_HANDLE, ERROR_WRITE_FAULT.
 BOOL CEAPI FlushFileBuffers(HANDLE file);
 
+// The FILE_ATTRIBUTE_ bits of a file or folder; all bits set with ERROR_FILE_NOT_FOUND,
+// ERROR_PATH_NOT_FOUND or ERROR_INVALID_NAME.
+DWORD CEAPI GetFileAttributesW(LPCWSTR path);
+
 // FALSE: ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND, ERROR_ACCESS_DENIED (a folder),
 // ERROR_SHARING_VIOLATION.
 BOOL CEAPI DeleteFileW(LPCWSTR path);

@@ -21,7 +21,8 @@ enum class LockRegion : uint32_t {
   Registry = 3,
   Settings = 4,
   Store = 5,
-  Count = 6
+  Files = 6,
+  Count = 7
 };
 
 class Device {

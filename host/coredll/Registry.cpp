@@ -130,19 +130,6 @@ LONG Open(HKEY key, LPCWSTR subKey, HKEY* result) {
   return found != ERROR_SUCCESS ? found : GiveHandle(path.path, result);
 }
 
-// Down `path`, making what is missing.
-RegistryKey& MakePath(RegistryKey& root, std::u16string_view path, bool& made) {
-  RegistryKey* key = &root;
-  while (!path.empty()) {
-    const size_t end = std::min(path.find(u'\\'), path.size());
-    const std::u16string_view name = path.substr(0, end);
-    made = made || key->FindKey(name) == nullptr;
-    key = &key->MakeKey(name);
-    path.remove_prefix(std::min(end + 1, path.size()));
-  }
-  return *key;
-}
-
 LONG Create(HKEY key, LPCWSTR subKey, HKEY* result, DWORD* disposition) {
   if (result == nullptr)
     return ERROR_INVALID_PARAMETER;
@@ -164,7 +151,7 @@ LONG Create(HKEY key, LPCWSTR subKey, HKEY* result, DWORD* disposition) {
       const LONG now = isThere(root);
       if (now != ERROR_FILE_NOT_FOUND)
         return now;
-      MakePath(root, path.path, made);
+      root.MakePath(path.path, made);
       changed = made;
       return LONG{ERROR_SUCCESS};
     });
@@ -216,17 +203,8 @@ LONG Set(HKEY key, LPCWSTR name, DWORD type, const BYTE* data, DWORD byteCount) 
   return ChangeRegistry([&](RegistryKey& root, bool& changed) {
     if (!path.predefined && root.FindPath(path.path) == nullptr)
       return LONG{ERROR_KEY_DELETED};
-    RegistryKey& found = MakePath(root, path.path, changed);
-    RegistryValue* value = found.FindValue(*valueName);
-    if (value != nullptr && value->type == type && value->data == bytes)
-      return LONG{ERROR_SUCCESS};
-    changed = true;
-    if (value == nullptr) {
-      found.values.push_back({std::u16string(*valueName), type, bytes});
-    } else {
-      value->type = type;
-      value->data = bytes;
-    }
+    RegistryKey& found = root.MakePath(path.path, changed);
+    changed = found.SetValue({std::u16string(*valueName), type, bytes}) || changed;
     return LONG{ERROR_SUCCESS};
   });
 }

@@ -129,4 +129,13 @@ LONG ChangeRegistry(const std::function<LONG(RegistryKey& root, bool& changed)>&
   return result;
 }
 
+LONG SetRegistryValues(const std::u16string& path, const std::vector<RegistryValue>& values) {
+  return ChangeRegistry([&](RegistryKey& root, bool& changed) {
+    RegistryKey& key = root.MakePath(path, changed);
+    for (const RegistryValue& value : values)
+      changed = key.SetValue(value) || changed;
+    return LONG{ERROR_SUCCESS};
+  });
+}
+
 }  // namespace wkt::host

@@ -18,4 +18,7 @@ LONG ReadRegistry(const std::function<LONG(const RegistryKey& root)>& read);
 // `changed`, the file is replaced; if that fails, nothing has changed and the result tells why.
 LONG ChangeRegistry(const std::function<LONG(RegistryKey& root, bool& changed)>& change);
 
+// Sets values of one key (a path from the root, "HKEY_LOCAL_MACHINE\..."), making what is missing.
+LONG SetRegistryValues(const std::u16string& path, const std::vector<RegistryValue>& values);
+
 }  // namespace wkt::host

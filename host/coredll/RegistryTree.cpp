@@ -247,6 +247,31 @@ RegistryKey& RegistryKey::MakeKey(std::u16string_view keyName) {
   return *keys.back();
 }
 
+RegistryKey& RegistryKey::MakePath(std::u16string_view path, bool& made) {
+  RegistryKey* key = this;
+  while (!path.empty()) {
+    const size_t end = std::min(path.find(u'\\'), path.size());
+    const std::u16string_view keyName = path.substr(0, end);
+    made = made || key->FindKey(keyName) == nullptr;
+    key = &key->MakeKey(keyName);
+    path.remove_prefix(std::min(end + 1, path.size()));
+  }
+  return *key;
+}
+
+bool RegistryKey::SetValue(const RegistryValue& value) {
+  RegistryValue* found = FindValue(value.name);
+  if (found == nullptr) {
+    values.push_back(value);
+    return true;
+  }
+  if (found->type == value.type && found->data == value.data)
+    return false;
+  found->type = value.type;
+  found->data = value.data;
+  return true;
+}
+
 std::string FormatRegistry(const RegistryKey& root) {
   std::string text(kFirstLine);
   text += '\n';

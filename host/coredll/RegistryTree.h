@@ -37,6 +37,10 @@ struct RegistryKey {
   [[nodiscard]] RegistryKey* FindPath(std::u16string_view path);
   [[nodiscard]] const RegistryKey* FindPath(std::u16string_view path) const;
   RegistryKey& MakeKey(std::u16string_view keyName);
+  // Sets `made` when a level was missing.
+  RegistryKey& MakePath(std::u16string_view path, bool& made);
+  // False when the value is there with the same content; its name keeps the case it was made with.
+  bool SetValue(const RegistryValue& value);
 };
 
 // The whole registry below a nameless root whose keys are HKEY_LOCAL_MACHINE and the like.
