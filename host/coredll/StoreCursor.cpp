@@ -1,0 +1,337 @@
+#include "host/coredll/StoreCursor.h"
+
+#include <algorithm>
+
+#include "host/coredll/StoreCatalogue.h"
+#include "host/coredll/StoreVolume.h"
+#include "platform/Errors.h"
+
+namespace wkt::host {
+
+namespace {
+
+// Records read ahead by the first statement after a seek, and by later ones.
+constexpr uint32_t kFirstRunLength = 8;
+constexpr uint32_t kLongRunLength = 64;
+// Records may be large: a run ends early at this size.
+constexpr size_t kMaxRunBytes = 512 * 1024;
+
+}  // namespace
+
+StoreCursor::StoreCursor(std::shared_ptr<StoreVolume> volume,
+                         std::shared_ptr<StoreDatabase> database, size_t order, bool increments)
+    : volume_(std::move(volume)),
+      database_(std::move(database)),
+      order_(order),
+      increments_(increments),
+      nextRunLength_(kFirstRunLength) {
+  database_->Cursors().push_back(this);
+}
+
+StoreCursor::~StoreCursor() {
+  std::erase(database_->Cursors(), this);
+}
+
+void StoreCursor::ClearRun() {
+  bytes_.clear();
+  entries_.clear();
+  hasSlot_ = false;
+}
+
+void StoreCursor::Enter(size_t slot) {
+  at_ = At::Record;
+  slot_ = slot;
+  hasSlot_ = true;
+  oid_ = entries_[slot].oid;
+  key_.assign(KeyOf(entries_[slot]));
+}
+
+void StoreCursor::GoToEnd() {
+  at_ = At::End;
+  ClearRun();
+}
+
+DWORD StoreCursor::CheckGeneration() {
+  if (generation_ != volume_->Generation()) {
+    ClearRun();
+    if (const DWORD error = volume_->Catalogue().Load(); error != ERROR_SUCCESS)
+      return error;
+    generation_ = volume_->Generation();
+  }
+  const bool isGone = database_->IsDeleted() || order_ >= database_->Orders().size();
+  return isGone ? DWORD{ERROR_KEY_DELETED} : DWORD{ERROR_SUCCESS};
+}
+
+DWORD StoreCursor::ReadOne(CEOID oid) {
+  ClearRun();
+  if (const DWORD error = database_->ReadImage(oid, bytes_); error != ERROR_SUCCESS)
+    return error;
+  const auto image = RecordImage::Parse(bytes_);
+  bool isComplete = false;
+  if (const DWORD error = MakeSortKey(database_->Orders()[order_], *image, key_, isComplete);
+      error != ERROR_SUCCESS)
+    return error;
+  AppendOid(key_, oid);
+  const auto length = static_cast<uint32_t>(bytes_.size());
+  entries_.push_back({oid, length, static_cast<uint32_t>(key_.size()), 0, length});
+  bytes_.append(key_);
+  at_ = At::Record;
+  oid_ = oid;
+  slot_ = 0;
+  hasSlot_ = true;
+  return ERROR_SUCCESS;
+}
+
+DWORD StoreCursor::ReadRun(std::string_view above) {
+  ClearRun();
+  StoreStatement& statement = database_->Statement(StoreQuery::ReadRun);
+  if (!statement.IsPrepared())
+    return volume_->LastFailure();
+  StoreRun run(statement);
+  run.Number(static_cast<int64_t>(order_)).Bytes(above).Number(nextRunLength_);
+  nextRunLength_ = kLongRunLength;
+  int code = SQLITE_ROW;
+  while (bytes_.size() < kMaxRunBytes && (code = run.Step()) == SQLITE_ROW) {
+    const std::string_view key = run.BytesAt(0);
+    const std::string_view image = run.BytesAt(2);
+    const auto start = static_cast<uint32_t>(bytes_.size());
+    const auto keyLength = static_cast<uint32_t>(key.size());
+    entries_.push_back({static_cast<CEOID>(run.NumberAt(1)), start, keyLength, start + keyLength,
+                        static_cast<uint32_t>(image.size())});
+    bytes_.append(key).append(image);
+  }
+  return code == SQLITE_ROW || code == SQLITE_DONE ? DWORD{ERROR_SUCCESS} : volume_->LastFailure();
+}
+
+DWORD StoreCursor::ResolveRecord() {
+  if (hasSlot_)
+    return ERROR_SUCCESS;
+  const DWORD error = ReadOne(oid_);
+  if (error != ERROR_FILE_NOT_FOUND)
+    return error;
+  at_ = increments_ ? At::After : At::Gap;
+  return ERROR_KEY_DELETED;
+}
+
+DWORD StoreCursor::Resolve() {
+  if (const DWORD error = CheckGeneration(); error != ERROR_SUCCESS)
+    return error;
+  if (at_ == At::Record) {
+    const DWORD error = ResolveRecord();
+    if (error == ERROR_SUCCESS || at_ != At::After)
+      return error;
+  }
+  if (at_ == At::Gap)
+    return ERROR_KEY_DELETED;
+  if (at_ == At::End)
+    return ERROR_NO_MORE_ITEMS;
+  if (at_ == At::After && hasSlot_ && slot_ + 1 < entries_.size()) {
+    Enter(slot_ + 1);
+    return ERROR_SUCCESS;
+  }
+  if (const DWORD error = ReadRun(at_ == At::After ? std::string_view(key_) : std::string_view());
+      error != ERROR_SUCCESS)
+    return error;
+  if (entries_.empty()) {
+    GoToEnd();
+    return ERROR_NO_MORE_ITEMS;
+  }
+  Enter(0);
+  return ERROR_SUCCESS;
+}
+
+DWORD StoreCursor::Current(CEOID& oid, std::string_view& image) {
+  const DWORD error = volume_->ReadWhole([this] { return Resolve(); });
+  if (error != ERROR_SUCCESS)
+    return error;
+  oid = oid_;
+  image = ImageOf(entries_[slot_]);
+  return ERROR_SUCCESS;
+}
+
+void StoreCursor::Advance() {
+  at_ = At::After;
+}
+
+DWORD StoreCursor::SeekOid(CEOID wanted, uint32_t* place) {
+  uint32_t rank = 0;
+  const DWORD error = volume_->ReadWhole([&] {
+    if (const DWORD outdated = CheckGeneration(); outdated != ERROR_SUCCESS)
+      return outdated;
+    if (const DWORD missing = ReadOne(wanted); missing != ERROR_SUCCESS)
+      return missing;
+    return place != nullptr ? database_->Ranks(order_).RankOf(key_, rank) : DWORD{ERROR_SUCCESS};
+  });
+  nextRunLength_ = kFirstRunLength;
+  if (error != ERROR_SUCCESS) {
+    GoToEnd();
+    return error == ERROR_FILE_NOT_FOUND ? DWORD{ERROR_SEEK} : error;
+  }
+  if (place != nullptr)
+    *place = rank;
+  return ERROR_SUCCESS;
+}
+
+DWORD StoreCursor::SeekFromBeginning(uint32_t distance, CEOID& found, uint32_t* place) {
+  nextRunLength_ = kFirstRunLength;
+  if (distance != 0)
+    return SeekPlace(distance, found, place);
+  // The usual one, before reading all records in their order.
+  at_ = At::Begin;
+  ClearRun();
+  std::string_view image;
+  const DWORD error = Current(found, image);
+  if (error != ERROR_SUCCESS) {
+    GoToEnd();
+    return error == ERROR_NO_MORE_ITEMS ? DWORD{ERROR_SEEK} : error;
+  }
+  if (place != nullptr)
+    *place = 0;
+  return ERROR_SUCCESS;
+}
+
+DWORD StoreCursor::SeekFromEnd(uint32_t distance, CEOID& found, uint32_t* place) {
+  nextRunLength_ = kFirstRunLength;
+  const DWORD error = volume_->ReadWhole([this] { return CheckGeneration(); });
+  if (error != ERROR_SUCCESS)
+    return error;
+  return SeekPlace(int64_t{database_->Row().recordCount} - 1 - distance, found, place);
+}
+
+DWORD StoreCursor::SeekFromCurrent(int32_t distance, CEOID& found, uint32_t* place) {
+  nextRunLength_ = kFirstRunLength;
+  uint32_t rank = 0;
+  const DWORD error = volume_->ReadWhole([&] {
+    const DWORD resolved = Resolve();
+    if (resolved != ERROR_SUCCESS && at_ != At::Gap && at_ != At::End)
+      return resolved;
+    if (at_ != At::End)
+      return database_->Ranks(order_).RankOf(key_, rank);
+    rank = database_->Row().recordCount;
+    return DWORD{ERROR_SUCCESS};
+  });
+  if (error != ERROR_SUCCESS)
+    return error;
+  int64_t wanted = int64_t{rank} + distance;
+  // Where the deleted record was there is no record; the next one is one on.
+  if (at_ == At::Gap)
+    wanted = distance == 0 ? -1 : distance > 0 ? wanted - 1 : wanted;
+  return SeekPlace(wanted, found, place);
+}
+
+DWORD StoreCursor::SeekPlace(int64_t wanted, CEOID& found, uint32_t* place) {
+  std::string key;
+  DWORD error = ERROR_SEEK;
+  if (wanted >= 0 && wanted <= 0xFFFFFFFF) {
+    error = volume_->ReadWhole([&] {
+      const DWORD outdated = CheckGeneration();
+      return outdated != ERROR_SUCCESS
+                 ? outdated
+                 : database_->Ranks(order_).KeyAt(static_cast<uint32_t>(wanted), key);
+    });
+  }
+  if (error != ERROR_SUCCESS) {
+    GoToEnd();
+    return error;
+  }
+  found = OidOfKey(key);
+  MoveTo(found, key);
+  if (place != nullptr)
+    *place = static_cast<uint32_t>(wanted);
+  return ERROR_SUCCESS;
+}
+
+void StoreCursor::MoveTo(CEOID oid, std::string_view key) {
+  ClearRun();
+  at_ = At::Record;
+  oid_ = oid;
+  key_.assign(key);
+}
+
+DWORD StoreCursor::HoldPosition(bool isDeleting) {
+  if (generation_ != volume_->Generation()) {
+    ClearRun();
+    generation_ = volume_->Generation();
+  }
+  const bool mustHold = at_ == At::After || (at_ == At::Begin && isDeleting && !increments_);
+  if (!mustHold)
+    return ERROR_SUCCESS;
+  if (at_ == At::After && hasSlot_ && slot_ + 1 < entries_.size()) {
+    Enter(slot_ + 1);
+    return ERROR_SUCCESS;
+  }
+  std::string next;
+  const DWORD error = database_->NextKey(
+      order_, at_ == At::After ? std::string_view(key_) : std::string_view(), next);
+  if (error == ERROR_SUCCESS)
+    MoveTo(OidOfKey(next), next);
+  else if (error == ERROR_NO_MORE_ITEMS)
+    GoToEnd();
+  return error == ERROR_NO_MORE_ITEMS ? DWORD{ERROR_SUCCESS} : error;
+}
+
+void StoreCursor::RecordMoved(CEOID oid, std::string_view key) {
+  ClearRun();
+  nextRunLength_ = kFirstRunLength;
+  if (at_ == At::Record && oid_ == oid)
+    key_.assign(key);
+}
+
+void StoreCursor::RecordChanged(CEOID oid, std::string_view image) {
+  const auto found = std::find_if(entries_.begin(), entries_.end(),
+                                  [oid](const Entry& entry) { return entry.oid == oid; });
+  if (found == entries_.end())
+    return;
+  if (bytes_.size() > 2 * kMaxRunBytes) {
+    ClearRun();
+    return;
+  }
+  found->imageStart = static_cast<uint32_t>(bytes_.size());
+  found->imageLength = static_cast<uint32_t>(image.size());
+  bytes_.append(image);
+}
+
+void StoreCursor::RecordDeleted(CEOID oid) {
+  if (at_ == At::Record && oid_ == oid) {
+    at_ = increments_ ? At::After : At::Gap;
+    ClearRun();
+    return;
+  }
+  const auto found = std::find_if(entries_.begin(), entries_.end(),
+                                  [oid](const Entry& entry) { return entry.oid == oid; });
+  if (found == entries_.end())
+    return;
+  if (hasSlot_ && static_cast<size_t>(found - entries_.begin()) < slot_)
+    --slot_;
+  entries_.erase(found);
+}
+
+DWORD StoreCursor::SeekValue(DWORD seekType, std::span<const CEPROPVAL> values, CEOID& found,
+                             uint32_t* place) {
+  std::string prefix;
+  std::string key;
+  nextRunLength_ = kFirstRunLength;
+  const DWORD error = volume_->ReadWhole([&] {
+    if (const DWORD outdated = CheckGeneration(); outdated != ERROR_SUCCESS)
+      return outdated;
+    if (const DWORD wrong = MakeSeekKey(database_->Orders()[order_], values, prefix);
+        wrong != ERROR_SUCCESS)
+      return wrong;
+    return database_->FindKey(order_, seekType, prefix, key_, key);
+  });
+  if (error == ERROR_INVALID_PARAMETER)
+    return error;
+  uint32_t rank = 0;
+  const DWORD ranked = error == ERROR_SUCCESS ? database_->Ranks(order_).RankOf(key, rank) : error;
+  if (ranked != ERROR_SUCCESS) {
+    GoToEnd();
+    return ranked == ERROR_NO_MORE_ITEMS ? DWORD{ERROR_SEEK} : ranked;
+  }
+  found = OidOfKey(key);
+  MoveTo(found, key);
+  if (place != nullptr)
+    *place = rank;
+  return ERROR_SUCCESS;
+}
+
+}  // namespace wkt::host

@@ -1,0 +1,103 @@
+// An open database handle: a position in one of the database's orders.
+//
+// The position is a record, not a place: it stays on its record whatever is written around it. What
+// comes after a record that was read is looked up when it is needed, or just before a write changes
+// the order. Records are read ahead, many per statement, and thrown away once another process
+// commits.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/coredll/Handles.h"
+#include "host/coredll/StoreDatabase.h"
+
+namespace wkt::host {
+
+class StoreCursor : public HandleObject {
+ public:
+  static constexpr HandleKind kKind = HandleKind::Database;
+
+  StoreCursor(std::shared_ptr<StoreVolume> volume, std::shared_ptr<StoreDatabase> database,
+              size_t order, bool increments);
+  ~StoreCursor() override;
+
+  [[nodiscard]] StoreDatabase& Database() const { return *database_; }
+  [[nodiscard]] size_t Order() const { return order_; }
+  [[nodiscard]] bool Increments() const { return increments_; }
+
+  // The record at the position. `image` is good until the next call of anything here.
+  // ERROR_NO_MORE_ITEMS at the end, ERROR_KEY_DELETED when the record is gone.
+  DWORD Current(CEOID& oid, std::string_view& image);
+  // To the record after the one that Current gave.
+  void Advance();
+
+  // Each moves the position to the record found and tells it and, if wanted, its place. ERROR_SEEK:
+  // there is none, the position is then at the end.
+  DWORD SeekOid(CEOID wanted, uint32_t* place);
+  DWORD SeekFromBeginning(uint32_t distance, CEOID& found, uint32_t* place);
+  DWORD SeekFromEnd(uint32_t distance, CEOID& found, uint32_t* place);
+  DWORD SeekFromCurrent(int32_t distance, CEOID& found, uint32_t* place);
+  DWORD SeekValue(DWORD seekType, std::span<const CEPROPVAL> values, CEOID& found, uint32_t* place);
+  void MoveTo(CEOID oid, std::string_view key);
+
+  // From the database's writes: before the order changes (within the transaction), and after the
+  // commit.
+  DWORD HoldPosition(bool isDeleting);
+  void RecordMoved(CEOID oid, std::string_view key);
+  void RecordChanged(CEOID oid, std::string_view image);
+  void RecordDeleted(CEOID oid);
+
+ private:
+  enum class At {
+    Begin,   // where opening leaves it: on whichever record is first
+    Record,  // on record oid_, whose key is key_
+    After,   // on the record that follows oid_
+    Gap,     // record oid_ was deleted under a handle that does not increment
+    End,
+  };
+  struct Entry {
+    CEOID oid;
+    uint32_t keyStart;
+    uint32_t keyLength;
+    uint32_t imageStart;
+    uint32_t imageLength;
+  };
+
+  [[nodiscard]] std::string_view KeyOf(const Entry& entry) const {
+    return std::string_view(bytes_).substr(entry.keyStart, entry.keyLength);
+  }
+  [[nodiscard]] std::string_view ImageOf(const Entry& entry) const {
+    return std::string_view(bytes_).substr(entry.imageStart, entry.imageLength);
+  }
+  DWORD CheckGeneration();
+  DWORD Resolve();
+  DWORD ResolveRecord();
+  DWORD ReadOne(CEOID oid);
+  DWORD ReadRun(std::string_view above);
+  void Enter(size_t slot);
+  void ClearRun();
+  void GoToEnd();
+  DWORD SeekPlace(int64_t wanted, CEOID& found, uint32_t* place);
+
+  std::shared_ptr<StoreVolume> volume_;
+  std::shared_ptr<StoreDatabase> database_;
+  size_t order_;
+  bool increments_;
+
+  At at_ = At::Begin;
+  CEOID oid_ = 0;
+  std::string key_;
+
+  // Records read ahead: neighbours in the order. slot_ is that of oid_, if hasSlot_.
+  uint32_t generation_ = 0;
+  std::string bytes_;
+  std::vector<Entry> entries_;
+  size_t slot_ = 0;
+  bool hasSlot_ = false;
+  uint32_t nextRunLength_;
+};
+
+}  // namespace wkt::host

@@ -1,0 +1,179 @@
+#include "host/coredll/StoreDatabase.h"
+
+#include <cstring>
+
+#include "host/coredll/StoreVolume.h"
+#include "platform/Errors.h"
+
+namespace wkt::host {
+
+namespace {
+
+// In the order of StoreQuery; %u is the database.
+constexpr const char* kQueries[] = {
+    "SELECT img FROM record_%u WHERE oid = ?1",
+    "SELECT s.key, s.oid, r.img FROM sort_%u AS s CROSS JOIN record_%u AS r ON r.oid = s.oid "
+    "WHERE s.ord = ?1 AND s.key > ?2 ORDER BY s.key LIMIT ?3",
+    "SELECT key FROM sort_%u WHERE ord = ?1 AND key >= ?2 ORDER BY key LIMIT ?3",
+    "SELECT key FROM sort_%u WHERE ord = ?1 AND key > ?2 ORDER BY key LIMIT 1",
+    "SELECT key FROM sort_%u WHERE ord = ?1 AND key < ?2 ORDER BY key DESC LIMIT 1",
+    "INSERT INTO record_%u(oid, img) VALUES(?1, ?2)",
+    "UPDATE record_%u SET img = ?2 WHERE oid = ?1",
+    "DELETE FROM record_%u WHERE oid = ?1",
+    "INSERT INTO sort_%u(ord, key, oid) VALUES(?1, ?2, ?3)",
+    "DELETE FROM sort_%u WHERE ord = ?1 AND key = ?2",
+    "SELECT first, n FROM block_%u WHERE level = ?2 AND ord = ?1 AND first >= ?3 ORDER BY first",
+    "UPDATE block_%u SET n = n + ?4 WHERE level = ?2 AND ord = ?1 AND first = ?3",
+    "INSERT INTO block_%u(ord, level, first, n) VALUES(?1, ?2, ?3, ?4)",
+    "DELETE FROM block_%u WHERE level = ?2 AND ord = ?1 AND first = ?3",
+    "UPDATE catalogue SET nrec = ?1, nbytes = ?2, mtime = ?3, next_oid = ?4, end_oid = ?5 WHERE "
+    "oid = %u",
+};
+static_assert(std::size(kQueries) == static_cast<size_t>(StoreQuery::Count));
+
+constexpr const char* kCreateTables =
+    "CREATE TABLE record_%u(oid INTEGER PRIMARY KEY, img BLOB NOT NULL) STRICT;"
+    "CREATE TABLE sort_%u(ord INTEGER NOT NULL, key BLOB NOT NULL, oid INTEGER NOT NULL,"
+    " PRIMARY KEY(ord, key)) STRICT, WITHOUT ROWID;"
+    "CREATE TABLE block_%u(ord INTEGER NOT NULL, level INTEGER NOT NULL, first BLOB NOT NULL,"
+    " n INTEGER NOT NULL, PRIMARY KEY(level, ord, first)) STRICT, WITHOUT ROWID;";
+constexpr const char* kDropTables =
+    "DROP TABLE record_%u; DROP TABLE sort_%u; DROP TABLE block_%u;";
+
+// `format` holds at most three %u.
+std::string WithOid(const char* format, CEOID oid) {
+  char text[512];
+  sqlite3_snprintf(sizeof text, text, format, oid, oid, oid);
+  return text;
+}
+
+}  // namespace
+
+StoreDatabase::StoreDatabase(StoreVolume& volume, CEOID oid) : volume_(volume), oid_(oid) {}
+
+StoreDatabase::~StoreDatabase() = default;
+
+void StoreDatabase::TakeRow(CatalogueRow row) {
+  bool sameOrders = !orders_.empty() && row.sorts.size() == row_.sorts.size();
+  for (size_t index = 0; sameOrders && index < row.sorts.size(); ++index)
+    sameOrders = IsSameSortOrder(row.sorts[index], row_.sorts[index]);
+  row_ = std::move(row);
+  if (sameOrders)
+    return;
+  orders_ = row_.sorts.empty() ? std::vector{OrderByOid()} : row_.sorts;
+  ranks_.clear();
+  for (uint32_t order = 0; order < orders_.size(); ++order)
+    ranks_.push_back(std::make_unique<StoreRanks>(*this, order));
+}
+
+StoreStatement& StoreDatabase::Statement(StoreQuery query) {
+  StoreStatement& statement = statements_[static_cast<size_t>(query)];
+  if (!statement.IsPrepared()) [[unlikely]]
+    statement.Prepare(volume_.Connection(), WithOid(kQueries[static_cast<size_t>(query)], oid_));
+  return statement;
+}
+
+DWORD StoreDatabase::ReadImage(CEOID oid, std::string& bytes) {
+  StoreStatement& statement = Statement(StoreQuery::ReadImage);
+  if (!statement.IsPrepared())
+    return volume_.LastFailure();
+  StoreRun run(statement);
+  const int code = run.Number(oid).Step();
+  if (code == SQLITE_DONE)
+    return ERROR_FILE_NOT_FOUND;
+  if (code != SQLITE_ROW)
+    return volume_.LastFailure();
+  bytes.assign(run.BytesAt(0));
+  return RecordImage::Parse(bytes) ? DWORD{ERROR_SUCCESS} : DWORD{ERROR_READ_FAULT};
+}
+
+DWORD StoreDatabase::NextKey(size_t order, std::string_view key, std::string& next) {
+  StoreStatement& statement = Statement(StoreQuery::NextKey);
+  if (!statement.IsPrepared())
+    return volume_.LastFailure();
+  StoreRun run(statement);
+  const int code = run.Number(static_cast<int64_t>(order)).Bytes(key).Step();
+  if (code == SQLITE_DONE)
+    return ERROR_NO_MORE_ITEMS;
+  if (code != SQLITE_ROW)
+    return volume_.LastFailure();
+  next.assign(run.BytesAt(0));
+  return ERROR_SUCCESS;
+}
+
+DWORD StoreDatabase::FindKey(size_t order, DWORD seekType, std::string_view prefix,
+                             std::string_view current, std::string& found) {
+  if (seekType == CEDB_SEEK_VALUESMALLER) {
+    StoreStatement& statement = Statement(StoreQuery::PriorKey);
+    if (!statement.IsPrepared())
+      return volume_.LastFailure();
+    StoreRun run(statement);
+    if (run.Number(static_cast<int64_t>(order)).Bytes(prefix).Step() != SQLITE_ROW)
+      return ERROR_NO_MORE_ITEMS;
+    found.assign(run.BytesAt(0));
+    return ERROR_SUCCESS;
+  }
+  if (seekType == CEDB_SEEK_VALUEGREATER) {
+    // Above all keys that begin with the prefix: the last byte that can be raised is.
+    std::string above(prefix);
+    while (!above.empty() && above.back() == static_cast<char>(0xFF))
+      above.pop_back();
+    if (above.empty())
+      return ERROR_NO_MORE_ITEMS;
+    above.back() = static_cast<char>(above.back() + 1);
+    return NextKey(order, above, found);
+  }
+  const DWORD error =
+      NextKey(order, seekType == CEDB_SEEK_VALUENEXTEQUAL ? current : prefix, found);
+  return error == ERROR_SUCCESS && !found.starts_with(prefix) ? DWORD{ERROR_NO_MORE_ITEMS} : error;
+}
+
+DWORD StoreDatabase::Execute(const char* format) {
+  return sqlite3_exec(volume_.Connection(), WithOid(format, oid_).c_str(), nullptr, nullptr,
+                      nullptr) == SQLITE_OK
+             ? DWORD{ERROR_SUCCESS}
+             : volume_.LastFailure();
+}
+
+DWORD StoreDatabase::CreateTables() {
+  if (const DWORD error = Execute(kCreateTables); error != ERROR_SUCCESS)
+    return error;
+  for (const auto& ranks : ranks_) {
+    if (const DWORD error = ranks->Create(); error != ERROR_SUCCESS)
+      return error;
+  }
+  return ERROR_SUCCESS;
+}
+
+DWORD StoreDatabase::FillOrders() {
+  if (const DWORD error = Execute("DELETE FROM sort_%u; DELETE FROM block_%u;");
+      error != ERROR_SUCCESS)
+    return error;
+  for (const auto& ranks : ranks_) {
+    if (const DWORD error = ranks->Create(); error != ERROR_SUCCESS)
+      return error;
+  }
+  StoreStatement records;
+  if (records.Prepare(volume_.Connection(),
+                      WithOid("SELECT oid, img FROM record_%u ORDER BY oid", oid_)) != SQLITE_OK)
+    return volume_.LastFailure();
+  StoreRun run(records);
+  int code = SQLITE_ROW;
+  while ((code = run.Step()) == SQLITE_ROW) {
+    const auto oid = static_cast<CEOID>(run.NumberAt(0));
+    const auto image = RecordImage::Parse(run.BytesAt(1));
+    keys_.assign(orders_.size(), {});
+    DWORD error = image ? MakeKeys(*image, oid, &KeyChange::after) : DWORD{ERROR_READ_FAULT};
+    if (error == ERROR_SUCCESS)
+      error = ChangeKeys(oid);
+    if (error != ERROR_SUCCESS)
+      return error;
+  }
+  return code == SQLITE_DONE ? DWORD{ERROR_SUCCESS} : volume_.LastFailure();
+}
+
+DWORD StoreDatabase::DropTables() {
+  return Execute(kDropTables);
+}
+
+}  // namespace wkt::host

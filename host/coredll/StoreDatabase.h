@@ -1,0 +1,126 @@
+// A database of a volume: its catalogue row, its tables and who has it open.
+#pragma once
+
+#include <array>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/coredll/StoreImage.h"
+#include "host/coredll/StoreRanks.h"
+#include "host/coredll/StoreSort.h"
+#include "host/coredll/StoreSqlite.h"
+
+namespace wkt::host {
+
+class StoreCursor;
+class StoreVolume;
+
+struct CatalogueRow {
+  std::string name;  // UTF-8
+  DWORD type = 0;
+  DWORD flags = 0;  // attribute bits and which members were given at creation
+  std::vector<SORTORDERSPECEX> sorts;
+  uint32_t recordCount = 0;
+  uint64_t byteCount = 0;
+  uint64_t modified = 0;  // UTC ticks
+  CEOID nextOid = 0;      // set aside: nextOid up to, not including, endOid
+  CEOID endOid = 0;
+};
+
+// Statements on a database's own tables.
+enum class StoreQuery : uint8_t {
+  ReadImage,
+  ReadRun,
+  ReadKeys,
+  NextKey,
+  PriorKey,
+  InsertRecord,
+  UpdateRecord,
+  DeleteRecord,
+  InsertKey,
+  DeleteKey,
+  ReadBlocks,
+  ChangeBlock,
+  InsertBlock,
+  DeleteBlock,
+  UpdateCatalogue,
+  Count
+};
+
+class StoreDatabase {
+ public:
+  StoreDatabase(StoreVolume& volume, CEOID oid);
+  ~StoreDatabase();
+  StoreDatabase(const StoreDatabase&) = delete;
+  StoreDatabase& operator=(const StoreDatabase&) = delete;
+
+  [[nodiscard]] StoreVolume& Volume() const { return volume_; }
+  [[nodiscard]] CEOID Oid() const { return oid_; }
+  // As of the volume's present generation.
+  [[nodiscard]] const CatalogueRow& Row() const { return row_; }
+  // The catalogue's, when it read or changed the row.
+  void TakeRow(CatalogueRow row);
+  void MarkDeleted() { isDeleted_ = true; }
+  [[nodiscard]] bool IsDeleted() const { return isDeleted_; }
+
+  // The orders in use: the row's, or the one by identifier.
+  [[nodiscard]] const std::vector<SORTORDERSPECEX>& Orders() const { return orders_; }
+  StoreRanks& Ranks(size_t order) { return *ranks_[order]; }
+  // Prepared, unless that failed.
+  StoreStatement& Statement(StoreQuery query);
+
+  // ERROR_FILE_NOT_FOUND when there is no such record. The bytes are checked.
+  DWORD ReadImage(CEOID oid, std::string& bytes);
+  // The key after `key`; ERROR_NO_MORE_ITEMS at the end.
+  DWORD NextKey(size_t order, std::string_view key, std::string& next);
+
+  // What a value seek with the key `prefix` finds; CEDB_SEEK_VALUENEXTEQUAL looks after `current`.
+  // ERROR_NO_MORE_ITEMS when there is nothing.
+  DWORD FindKey(size_t order, DWORD seekType, std::string_view prefix, std::string_view current,
+                std::string& found);
+
+  // One transaction each. `oid` 0 makes a record and receives its identifier.
+  DWORD Write(CEOID& oid, std::span<const CEPROPVAL> values);
+  DWORD Delete(CEOID oid);
+  // Within a transaction: the tables of a new database; the keys of all records anew.
+  DWORD CreateTables();
+  DWORD FillOrders();
+  DWORD DropTables();
+
+  [[nodiscard]] std::vector<StoreCursor*>& Cursors() { return cursors_; }
+
+ private:
+  // What a write does to the keys of the orders.
+  struct KeyChange {
+    std::string before;  // empty: none
+    std::string after;
+  };
+  DWORD WriteInTransaction(CEOID& oid, std::span<const CEPROPVAL> values, bool& changed);
+  DWORD DeleteInTransaction(CEOID oid);
+  DWORD TakeOid(CatalogueRow& row, CEOID& oid);
+  DWORD MakeKeys(const RecordImage& image, CEOID oid, std::string KeyChange::*which);
+  DWORD CheckUnique(size_t order, const std::string& key, CEOID oid);
+  DWORD ChangeKeys(CEOID oid);
+  DWORD StoreImageOf(StoreQuery query, CEOID oid);
+  DWORD StoreRow(const CatalogueRow& row);
+  DWORD HoldCursors();
+  DWORD Execute(const char* format);
+
+  StoreVolume& volume_;
+  CEOID oid_;
+  CatalogueRow row_;
+  bool isDeleted_ = false;
+  std::vector<SORTORDERSPECEX> orders_;
+  std::vector<std::unique_ptr<StoreRanks>> ranks_;
+  std::array<StoreStatement, static_cast<size_t>(StoreQuery::Count)> statements_;
+  std::vector<StoreCursor*> cursors_;
+  // Work space of writes.
+  std::vector<KeyChange> keys_;
+  std::string oldImage_;
+  std::string newImage_;
+};
+
+}  // namespace wkt::host

@@ -1,0 +1,58 @@
+// The volumes that this process uses: the object store and those it mounted.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "host/coredll/StoreVolume.h"
+
+namespace wkt::host {
+
+class Device;
+
+// Held by every call on databases for its whole length. Mounts, volumes, databases and cursors
+// belong to it.
+class StoreLock {
+ public:
+  StoreLock();
+  ~StoreLock();
+  StoreLock(const StoreLock&) = delete;
+  StoreLock& operator=(const StoreLock&) = delete;
+};
+
+class StoreMounts {
+ public:
+  static StoreMounts& Get();
+
+  // A volume by its GUID; the system GUID names the object store, opened (and made) when first
+  // needed. ERROR_INVALID_PARAMETER for NULL and unknown ones, ERROR_NOT_READY without a device.
+  DWORD Find(const CEGUID* guid, std::shared_ptr<StoreVolume>& volume);
+  // All of them, the object store first.
+  DWORD All(std::vector<std::shared_ptr<StoreVolume>>& volumes);
+
+  DWORD Mount(const std::u16string& path, DWORD mode, CEGUID& guid);
+  DWORD Unmount(const CEGUID& guid);
+  // The file mounted after the one with `guid` (invalid GUID: the first one).
+  DWORD Next(CEGUID& guid, std::u16string& path);
+
+ private:
+  struct Mounted {
+    std::shared_ptr<StoreVolume> volume;
+    std::u16string path;  // as given
+    uint32_t count;
+  };
+  DWORD FollowDevice();
+  void Drop();
+  static void FlushAtExit();
+  Mounted* FindMounted(const CEGUID& guid);
+  Mounted* FindMountedFile(const std::string& path);
+  DWORD OpenVolume(const std::string& path, DWORD mode, std::shared_ptr<StoreVolume>& volume);
+  DWORD TakeRange(CEOID& first, CEOID& last);
+
+  uint32_t deviceSerial_ = 0;
+  std::shared_ptr<StoreVolume> objectStore_;
+  std::vector<Mounted> mounted_;
+};
+
+}  // namespace wkt::host

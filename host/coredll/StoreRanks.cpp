@@ -1,0 +1,374 @@
+#include "host/coredll/StoreRanks.h"
+
+#include <algorithm>
+
+#include "host/coredll/StoreDatabase.h"
+#include "host/coredll/StoreVolume.h"
+#include "platform/Errors.h"
+
+namespace wkt::host {
+
+namespace {
+
+constexpr uint32_t kBlockLevel = 0;
+constexpr uint32_t kGroupLevel = 1;
+constexpr size_t kMaxKeys = 256;    // of a block
+constexpr size_t kMaxBlocks = 256;  // of a group
+// Neighbours that are less than this together become one.
+constexpr size_t kMergeBelow = 96;
+// Keys kept in memory for one order, about 40 bytes each.
+constexpr size_t kMaxKeysInMemory = 1 << 19;
+
+// The last of `items` that begins at or below `key`; the first one begins below all keys.
+template <typename Item>
+size_t FindStart(const std::vector<Item>& items, std::string_view key) {
+  const auto above = std::upper_bound(items.begin() + 1, items.end(), key,
+                                      [](std::string_view wanted, const Item& item) {
+                                        return wanted < std::string_view(item.first);
+                                      });
+  return static_cast<size_t>(above - items.begin()) - 1;
+}
+
+// The shortest text above `below` and not above `key`.
+std::string_view Separator(std::string_view below, std::string_view key) {
+  const auto differ = std::mismatch(below.begin(), below.end(), key.begin(), key.end());
+  const auto common = static_cast<size_t>(differ.second - key.begin());
+  return key.substr(0, common + 1);
+}
+
+}  // namespace
+
+void StoreRanks::KeyList::Append(std::string_view key) {
+  bytes_.append(key);
+  ends_.push_back(static_cast<uint32_t>(bytes_.size()));
+}
+
+void StoreRanks::KeyList::Insert(size_t index, std::string_view key) {
+  const uint32_t start = index == 0 ? 0 : ends_[index - 1];
+  const auto length = static_cast<uint32_t>(key.size());
+  bytes_.insert(start, key);
+  ends_.insert(ends_.begin() + static_cast<ptrdiff_t>(index), start);
+  for (size_t place = index; place < ends_.size(); ++place)
+    ends_[place] += length;
+}
+
+void StoreRanks::KeyList::Erase(size_t index) {
+  const uint32_t start = index == 0 ? 0 : ends_[index - 1];
+  const uint32_t length = ends_[index] - start;
+  bytes_.erase(start, length);
+  ends_.erase(ends_.begin() + static_cast<ptrdiff_t>(index));
+  for (size_t place = index; place < ends_.size(); ++place)
+    ends_[place] -= length;
+}
+
+std::string_view StoreRanks::KeyList::At(size_t index) const {
+  const uint32_t start = index == 0 ? 0 : ends_[index - 1];
+  return std::string_view(bytes_).substr(start, ends_[index] - start);
+}
+
+size_t StoreRanks::KeyList::Below(std::string_view key) const {
+  size_t low = 0;
+  size_t high = ends_.size();
+  while (low < high) {
+    const size_t middle = (low + high) / 2;
+    if (At(middle) < key)
+      low = middle + 1;
+    else
+      high = middle;
+  }
+  return low;
+}
+
+std::unique_ptr<StoreRanks::KeyList> StoreRanks::KeyList::Split(size_t index) {
+  auto upper = std::make_unique<KeyList>();
+  const uint32_t start = index == 0 ? 0 : ends_[index - 1];
+  upper->bytes_ = bytes_.substr(start);
+  for (size_t place = index; place < ends_.size(); ++place)
+    upper->ends_.push_back(ends_[place] - start);
+  bytes_.resize(start);
+  ends_.resize(index);
+  return upper;
+}
+
+void StoreRanks::Forget() {
+  groups_.clear();
+  keysInMemory_ = 0;
+}
+
+DWORD StoreRanks::LoadGroups() {
+  const uint32_t generation = database_.Volume().Generation();
+  if (generation_ == generation && !groups_.empty())
+    return ERROR_SUCCESS;
+  Forget();
+  generation_ = generation;
+  StoreStatement& statement = database_.Statement(StoreQuery::ReadBlocks);
+  if (!statement.IsPrepared())
+    return database_.Volume().LastFailure();
+  StoreRun run(statement);
+  run.Number(order_).Number(kGroupLevel).Bytes({});
+  while (run.Step() == SQLITE_ROW) {
+    groups_.push_back(
+        {std::string(run.BytesAt(0)), static_cast<uint32_t>(run.NumberAt(1)), false, {}});
+  }
+  // The first group begins below all keys, by an empty text.
+  if (!groups_.empty() && groups_.front().first.empty())
+    return ERROR_SUCCESS;
+  groups_.clear();
+  return database_.Volume().LastFailure();
+}
+
+DWORD StoreRanks::LoadBlocks(size_t group) {
+  Group& wanted = groups_[group];
+  if (wanted.isLoaded)
+    return ERROR_SUCCESS;
+  wanted.blocks.clear();
+  StoreRun run(database_.Statement(StoreQuery::ReadBlocks));
+  run.Number(order_).Number(kBlockLevel).Bytes(wanted.first);
+  uint64_t total = 0;
+  while (run.Step() == SQLITE_ROW) {
+    if (group + 1 < groups_.size() && run.BytesAt(0) >= std::string_view(groups_[group + 1].first))
+      break;
+    wanted.blocks.push_back(
+        {std::string(run.BytesAt(0)), static_cast<uint32_t>(run.NumberAt(1)), nullptr});
+    total += wanted.blocks.back().count;
+  }
+  if (wanted.blocks.empty() || wanted.blocks.front().first != wanted.first || total != wanted.count)
+    return database_.Volume().LastFailure();
+  wanted.isLoaded = true;
+  return ERROR_SUCCESS;
+}
+
+DWORD StoreRanks::LoadKeys(Block& block) {
+  if (block.keys != nullptr)
+    return ERROR_SUCCESS;
+  if (keysInMemory_ > kMaxKeysInMemory) {
+    for (Group& group : groups_) {
+      for (Block& other : group.blocks)
+        other.keys.reset();
+    }
+    keysInMemory_ = 0;
+  }
+  auto keys = std::make_unique<KeyList>();
+  StoreStatement& statement = database_.Statement(StoreQuery::ReadKeys);
+  if (!statement.IsPrepared())
+    return database_.Volume().LastFailure();
+  StoreRun run(statement);
+  run.Number(order_).Bytes(block.first).Number(block.count);
+  while (run.Step() == SQLITE_ROW)
+    keys->Append(run.BytesAt(0));
+  if (keys->Count() != block.count)
+    return database_.Volume().LastFailure();
+  keysInMemory_ += block.count;
+  block.keys = std::move(keys);
+  return ERROR_SUCCESS;
+}
+
+DWORD StoreRanks::Locate(std::string_view key, Place& place) {
+  if (const DWORD error = LoadGroups(); error != ERROR_SUCCESS)
+    return error;
+  place.group = FindStart(groups_, key);
+  if (const DWORD error = LoadBlocks(place.group); error != ERROR_SUCCESS)
+    return error;
+  place.block = FindStart(groups_[place.group].blocks, key);
+  return ERROR_SUCCESS;
+}
+
+DWORD StoreRanks::RankOf(std::string_view key, uint32_t& rank) {
+  Place place{};
+  if (const DWORD error = Locate(key, place); error != ERROR_SUCCESS)
+    return error;
+  Group& group = groups_[place.group];
+  Block& block = group.blocks[place.block];
+  if (const DWORD error = LoadKeys(block); error != ERROR_SUCCESS)
+    return error;
+  size_t below = block.keys->Below(key);
+  for (size_t index = 0; index < place.group; ++index)
+    below += groups_[index].count;
+  for (size_t index = 0; index < place.block; ++index)
+    below += group.blocks[index].count;
+  rank = static_cast<uint32_t>(below);
+  return ERROR_SUCCESS;
+}
+
+DWORD StoreRanks::KeyAt(uint32_t rank, std::string& key) {
+  if (const DWORD error = LoadGroups(); error != ERROR_SUCCESS)
+    return error;
+  size_t group = 0;
+  for (; group < groups_.size() && rank >= groups_[group].count; ++group)
+    rank -= groups_[group].count;
+  if (group == groups_.size())
+    return ERROR_SEEK;
+  if (const DWORD error = LoadBlocks(group); error != ERROR_SUCCESS)
+    return error;
+  size_t block = 0;
+  for (; rank >= groups_[group].blocks[block].count; ++block)
+    rank -= groups_[group].blocks[block].count;
+  if (const DWORD error = LoadKeys(groups_[group].blocks[block]); error != ERROR_SUCCESS)
+    return error;
+  key.assign(groups_[group].blocks[block].keys->At(rank));
+  return ERROR_SUCCESS;
+}
+
+DWORD StoreRanks::ChangeCount(uint32_t level, std::string_view first, int64_t change) {
+  StoreStatement& statement = database_.Statement(StoreQuery::ChangeBlock);
+  if (!statement.IsPrepared())
+    return database_.Volume().LastFailure();
+  StoreRun run(statement);
+  return run.Number(order_).Number(level).Bytes(first).Number(change).Finish();
+}
+
+DWORD StoreRanks::InsertRow(uint32_t level, std::string_view first, uint32_t count) {
+  StoreStatement& statement = database_.Statement(StoreQuery::InsertBlock);
+  if (!statement.IsPrepared())
+    return database_.Volume().LastFailure();
+  StoreRun run(statement);
+  return run.Number(order_).Number(level).Bytes(first).Number(count).Finish();
+}
+
+DWORD StoreRanks::DeleteRow(uint32_t level, std::string_view first) {
+  StoreStatement& statement = database_.Statement(StoreQuery::DeleteBlock);
+  if (!statement.IsPrepared())
+    return database_.Volume().LastFailure();
+  StoreRun run(statement);
+  return run.Number(order_).Number(level).Bytes(first).Finish();
+}
+
+DWORD StoreRanks::Create() {
+  Forget();
+  for (const uint32_t level : {kBlockLevel, kGroupLevel}) {
+    if (const DWORD error = InsertRow(level, {}, 0); error != ERROR_SUCCESS)
+      return error;
+  }
+  return ERROR_SUCCESS;
+}
+
+DWORD StoreRanks::Added(std::string_view key) {
+  Place place{};
+  if (const DWORD error = Locate(key, place); error != ERROR_SUCCESS)
+    return error;
+  Group& group = groups_[place.group];
+  Block& block = group.blocks[place.block];
+  for (const auto& [level, first] :
+       {std::pair{kBlockLevel, &block.first}, std::pair{kGroupLevel, &group.first}}) {
+    if (const DWORD error = ChangeCount(level, *first, 1); error != ERROR_SUCCESS)
+      return error;
+  }
+  ++group.count;
+  ++block.count;
+  if (block.keys != nullptr) {
+    block.keys->Insert(block.keys->Below(key), key);
+    ++keysInMemory_;
+  }
+  return block.count > kMaxKeys ? SplitBlock(place) : DWORD{ERROR_SUCCESS};
+}
+
+DWORD StoreRanks::SplitBlock(Place place) {
+  Group& group = groups_[place.group];
+  Block& lower = group.blocks[place.block];
+  if (const DWORD error = LoadKeys(lower); error != ERROR_SUCCESS)
+    return error;
+  // Where records come in their order the block at the end is left full.
+  const bool isAtEnd = place.group + 1 == groups_.size() && place.block + 1 == group.blocks.size();
+  const size_t middle = isAtEnd ? lower.keys->Count() - 1 : lower.keys->Count() / 2;
+  Block upper;
+  upper.first = Separator(lower.keys->At(middle - 1), lower.keys->At(middle));
+  upper.keys = lower.keys->Split(middle);
+  upper.count = static_cast<uint32_t>(upper.keys->Count());
+  lower.count -= upper.count;
+  DWORD error = ChangeCount(kBlockLevel, lower.first, -int64_t{upper.count});
+  if (error == ERROR_SUCCESS)
+    error = InsertRow(kBlockLevel, upper.first, upper.count);
+  group.blocks.insert(group.blocks.begin() + static_cast<ptrdiff_t>(place.block) + 1,
+                      std::move(upper));
+  if (error == ERROR_SUCCESS && group.blocks.size() > kMaxBlocks)
+    error = SplitGroup(place.group);
+  return error;
+}
+
+DWORD StoreRanks::SplitGroup(size_t place) {
+  Group& lower = groups_[place];
+  const size_t middle =
+      place + 1 == groups_.size() ? lower.blocks.size() - 1 : lower.blocks.size() / 2;
+  Group upper;
+  upper.isLoaded = true;
+  upper.first = lower.blocks[middle].first;
+  for (size_t index = middle; index < lower.blocks.size(); ++index) {
+    upper.count += lower.blocks[index].count;
+    upper.blocks.push_back(std::move(lower.blocks[index]));
+  }
+  lower.blocks.resize(middle);
+  lower.count -= upper.count;
+  DWORD error = ChangeCount(kGroupLevel, lower.first, -int64_t{upper.count});
+  if (error == ERROR_SUCCESS)
+    error = InsertRow(kGroupLevel, upper.first, upper.count);
+  groups_.insert(groups_.begin() + static_cast<ptrdiff_t>(place) + 1, std::move(upper));
+  return error;
+}
+
+DWORD StoreRanks::Removed(std::string_view key) {
+  Place place{};
+  if (const DWORD error = Locate(key, place); error != ERROR_SUCCESS)
+    return error;
+  Group& group = groups_[place.group];
+  Block& block = group.blocks[place.block];
+  if (block.count == 0)
+    return database_.Volume().LastFailure();
+  for (const auto& [level, first] :
+       {std::pair{kBlockLevel, &block.first}, std::pair{kGroupLevel, &group.first}}) {
+    if (const DWORD error = ChangeCount(level, *first, -1); error != ERROR_SUCCESS)
+      return error;
+  }
+  --group.count;
+  --block.count;
+  if (block.keys != nullptr) {
+    block.keys->Erase(block.keys->Below(key));
+    --keysInMemory_;
+  }
+  const auto isSmall = [&group](size_t left) {
+    return left + 1 < group.blocks.size() &&
+           group.blocks[left].count + group.blocks[left + 1].count < kMergeBelow;
+  };
+  DWORD error = ERROR_SUCCESS;
+  if (isSmall(place.block))
+    error = MergeBlocks(place);
+  else if (place.block > 0 && isSmall(place.block - 1))
+    error = MergeBlocks({place.group, place.block - 1});
+  if (error != ERROR_SUCCESS || group.blocks.size() >= kMergeBelow / 2)
+    return error;
+  if (place.group + 1 < groups_.size())
+    return MergeGroups(place.group);
+  return place.group > 0 ? MergeGroups(place.group - 1) : DWORD{ERROR_SUCCESS};
+}
+
+DWORD StoreRanks::MergeBlocks(Place left) {
+  std::vector<Block>& blocks = groups_[left.group].blocks;
+  Block& lower = blocks[left.block];
+  Block& upper = blocks[left.block + 1];
+  DWORD error = ChangeCount(kBlockLevel, lower.first, upper.count);
+  if (error == ERROR_SUCCESS)
+    error = DeleteRow(kBlockLevel, upper.first);
+  lower.count += upper.count;
+  lower.keys.reset();
+  blocks.erase(blocks.begin() + static_cast<ptrdiff_t>(left.block) + 1);
+  return error;
+}
+
+DWORD StoreRanks::MergeGroups(size_t left) {
+  for (const size_t group : {left, left + 1}) {
+    if (const DWORD error = LoadBlocks(group); error != ERROR_SUCCESS)
+      return error;
+  }
+  Group& lower = groups_[left];
+  Group& upper = groups_[left + 1];
+  if (lower.blocks.size() + upper.blocks.size() >= kMergeBelow)
+    return ERROR_SUCCESS;
+  DWORD error = ChangeCount(kGroupLevel, lower.first, upper.count);
+  if (error == ERROR_SUCCESS)
+    error = DeleteRow(kGroupLevel, upper.first);
+  lower.count += upper.count;
+  std::move(upper.blocks.begin(), upper.blocks.end(), std::back_inserter(lower.blocks));
+  groups_.erase(groups_.begin() + static_cast<ptrdiff_t>(left) + 1);
+  return error;
+}
+
+}  // namespace wkt::host

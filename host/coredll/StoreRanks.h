@@ -1,0 +1,91 @@
+// Places in a sort order: which record is the nth, and the nth is which.
+//
+// The keys of an order are cut into blocks of at most 256, the blocks into groups of at most 256.
+// Table block_N holds how many keys each block and each group has and where it begins, changed
+// along with sort_N. In memory is what was looked at: the groups, blocks of some groups, keys of
+// some blocks. So a place costs three short searches, however many records there are, and no
+// statement when repeated.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/coredll/StoreSqlite.h"
+
+namespace wkt::host {
+
+class StoreDatabase;
+
+class StoreRanks {
+ public:
+  StoreRanks(StoreDatabase& database, uint32_t order) : database_(database), order_(order) {}
+
+  // Number of keys below `key`.
+  DWORD RankOf(std::string_view key, uint32_t& rank);
+  // The key at a place; ERROR_SEEK when there are not so many.
+  DWORD KeyAt(uint32_t rank, std::string& key);
+
+  // To be called in a write transaction after the key was put into or taken from sort_N.
+  DWORD Added(std::string_view key);
+  DWORD Removed(std::string_view key);
+  // The first block and group of a new order. Counts come by Added.
+  DWORD Create();
+
+  void Forget();
+
+ private:
+  // Sorted keys, their bytes one behind the other.
+  class KeyList {
+   public:
+    void Append(std::string_view key);
+    void Insert(size_t index, std::string_view key);
+    void Erase(size_t index);
+    [[nodiscard]] size_t Count() const { return ends_.size(); }
+    [[nodiscard]] std::string_view At(size_t index) const;
+    // Number of keys below `key`.
+    [[nodiscard]] size_t Below(std::string_view key) const;
+    // Moves the keys from `index` on into a list of their own.
+    std::unique_ptr<KeyList> Split(size_t index);
+
+   private:
+    std::string bytes_;
+    std::vector<uint32_t> ends_;
+  };
+  struct Block {
+    std::string first;  // not above the block's first key, above the last one of the block before
+    uint32_t count = 0;
+    std::unique_ptr<KeyList> keys;  // nullptr: not looked at yet
+  };
+  struct Group {
+    std::string first;
+    uint32_t count = 0;
+    bool isLoaded = false;
+    std::vector<Block> blocks;
+  };
+  struct Place {
+    size_t group;
+    size_t block;
+  };
+
+  DWORD Locate(std::string_view key, Place& place);
+  DWORD LoadGroups();
+  DWORD LoadBlocks(size_t group);
+  DWORD LoadKeys(Block& block);
+  DWORD ChangeCount(uint32_t level, std::string_view first, int64_t change);
+  DWORD InsertRow(uint32_t level, std::string_view first, uint32_t count);
+  DWORD DeleteRow(uint32_t level, std::string_view first);
+  DWORD SplitBlock(Place place);
+  DWORD SplitGroup(size_t group);
+  DWORD MergeBlocks(Place left);
+  DWORD MergeGroups(size_t left);
+
+  StoreDatabase& database_;
+  uint32_t order_;
+  uint32_t generation_ = 0;
+  size_t keysInMemory_ = 0;
+  std::vector<Group> groups_;
+};
+
+}  // namespace wkt::host

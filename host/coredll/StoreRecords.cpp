@@ -1,0 +1,258 @@
+// Seeking, reading, writing and deleting records.
+#include <cstdlib>
+#include <cstring>
+
+#include "host/coredll/CallHook.h"
+#include "host/coredll/Device.h"
+#include "host/coredll/StoreCursor.h"
+#include "host/coredll/StoreMounts.h"
+#include "platform/Database.h"
+
+namespace wkt::host {
+
+namespace {
+
+CEOID Report(DWORD error, CEOID oid) {
+  if (error == ERROR_SUCCESS)
+    return oid;
+  SetError(error);
+  return 0;
+}
+
+DWORD SeekToValue(StoreCursor& cursor, DWORD seekType, DWORD value, WORD valueCount, CEOID& found,
+                  uint32_t* place) {
+  if constexpr (sizeof(void*) > sizeof(DWORD)) {
+    // The pointer does not fit the argument.
+    return ERROR_INVALID_PARAMETER;
+  } else {
+    const auto* values = reinterpret_cast<const CEPROPVAL*>(static_cast<uintptr_t>(value));
+    if (values == nullptr || valueCount == 0)
+      return ERROR_INVALID_PARAMETER;
+    return cursor.SeekValue(seekType, {values, valueCount}, found, place);
+  }
+}
+
+CEOID Seek(HANDLE handle, DWORD seekType, DWORD value, WORD valueCount, DWORD* index) {
+  const StoreLock lock;
+  const auto cursor = FindHandle<StoreCursor>(handle);
+  if (cursor == nullptr)
+    return Report(ERROR_INVALID_PARAMETER, 0);
+  CEOID found = 0;
+  switch (seekType) {
+    case CEDB_SEEK_CEOID:
+      return Report(cursor->SeekOid(value, index), value);
+    case CEDB_SEEK_BEGINNING: {
+      const DWORD error = cursor->SeekFromBeginning(value, found, index);
+      return Report(error, found);
+    }
+    case CEDB_SEEK_END: {
+      const DWORD error = cursor->SeekFromEnd(value, found, index);
+      return Report(error, found);
+    }
+    case CEDB_SEEK_CURRENT: {
+      const DWORD error = cursor->SeekFromCurrent(static_cast<int32_t>(value), found, index);
+      return Report(error, found);
+    }
+    case CEDB_SEEK_VALUESMALLER:
+    case CEDB_SEEK_VALUEFIRSTEQUAL:
+    case CEDB_SEEK_VALUEGREATER:
+    case CEDB_SEEK_VALUENEXTEQUAL: {
+      const DWORD error = SeekToValue(*cursor, seekType, value, valueCount, found, index);
+      return Report(error, found);
+    }
+    default:
+      return Report(ERROR_INVALID_PARAMETER, 0);
+  }
+}
+
+// A caller's buffer for one record: as given, or replaced when it may be.
+struct ReadBuffer {
+  BYTE** block;
+  DWORD* byteCount;
+  bool mayReplace;
+};
+
+// Room for `needed` bytes. Blocks come from where LocalAlloc takes them.
+DWORD MakeRoom(const ReadBuffer& buffer, size_t needed) {
+  if (*buffer.block != nullptr && *buffer.byteCount >= needed) {
+    *buffer.byteCount = static_cast<DWORD>(needed);
+    return ERROR_SUCCESS;
+  }
+  if (!buffer.mayReplace) {
+    *buffer.byteCount = static_cast<DWORD>(needed);
+    return ERROR_INSUFFICIENT_BUFFER;
+  }
+  void* block = malloc(needed != 0 ? needed : 1);
+  if (block == nullptr)
+    return ERROR_NOT_ENOUGH_MEMORY;
+  free(*buffer.block);
+  *buffer.block = static_cast<BYTE*>(block);
+  *buffer.byteCount = static_cast<DWORD>(needed);
+  return ERROR_SUCCESS;
+}
+
+// `data` is where the value's data lies in the caller's buffer.
+CEPROPVAL MakeValue(const RecordImage::Entry& entry, BYTE* data) {
+  CEPROPVAL value{};
+  value.propid = entry.property;
+  switch (TypeOfProperty(entry.property)) {
+    case CEVT_LPWSTR:
+      value.val.lpwstr = reinterpret_cast<WCHAR*>(data);
+      break;
+    case CEVT_FILETIME:
+    case CEVT_R8:
+      std::memcpy(&value.val, data, 8);
+      break;
+    case CEVT_BLOB:
+      std::memcpy(&value.val.blob.dwCount, data, sizeof(DWORD));
+      value.val.blob.lpb = data + sizeof(DWORD);
+      break;
+    case CEVT_I2:
+      value.val.iVal = static_cast<SHORT>(entry.word);
+      break;
+    case CEVT_UI2:
+      value.val.uiVal = static_cast<USHORT>(entry.word);
+      break;
+    default:
+      value.val.ulVal = entry.word;
+      break;
+  }
+  return value;
+}
+
+DWORD CopyAll(const RecordImage& image, const ReadBuffer& buffer, WORD& propertyCount) {
+  const size_t arrayBytes = image.Count() * sizeof(CEPROPVAL);
+  if (const DWORD error = MakeRoom(buffer, arrayBytes + image.Data().size());
+      error != ERROR_SUCCESS)
+    return error;
+  BYTE* data = *buffer.block + arrayBytes;
+  std::memcpy(data, image.Data().data(), image.Data().size());
+  for (uint32_t index = 0; index < image.Count(); ++index) {
+    const RecordImage::Entry entry = image.At(index);
+    const bool isShort = IsShortType(TypeOfProperty(entry.property));
+    const CEPROPVAL value =
+        MakeValue(entry, isShort ? nullptr : data + (entry.word - image.DataStart()));
+    std::memcpy(*buffer.block + index * sizeof value, &value, sizeof value);
+  }
+  propertyCount = static_cast<WORD>(image.Count());
+  return ERROR_SUCCESS;
+}
+
+DWORD CopySome(const RecordImage& image, const ReadBuffer& buffer,
+               std::span<const CEPROPID> wanted) {
+  size_t needed = wanted.size() * sizeof(CEPROPVAL);
+  bool isAny = false;
+  for (const CEPROPID property : wanted) {
+    const uint32_t index = image.Find(property);
+    if (index == image.Count())
+      continue;
+    needed += image.DataOf(index).size();
+    isAny = true;
+  }
+  if (!isAny)
+    return ERROR_NO_DATA;
+  if (const DWORD error = MakeRoom(buffer, needed); error != ERROR_SUCCESS)
+    return error;
+  BYTE* data = *buffer.block + wanted.size() * sizeof(CEPROPVAL);
+  for (size_t place = 0; place < wanted.size(); ++place) {
+    const uint32_t index = image.Find(wanted[place]);
+    CEPROPVAL value{};
+    value.propid = wanted[place];
+    value.wFlags = CEDB_PROPNOTFOUND;
+    if (index < image.Count()) {
+      const std::string_view bytes = image.DataOf(index);
+      std::memcpy(data, bytes.data(), bytes.size());
+      value = MakeValue(image.At(index), data);
+      data += bytes.size();
+    }
+    std::memcpy(*buffer.block + place * sizeof value, &value, sizeof value);
+  }
+  return ERROR_SUCCESS;
+}
+
+CEOID ReadRecord(HANDLE handle, DWORD flags, WORD* propertyCount, const CEPROPID* wanted,
+                 BYTE** block, DWORD* byteCount, HANDLE heap) {
+  const StoreLock lock;
+  const auto cursor = FindHandle<StoreCursor>(handle);
+  // There are no heaps but the local one.
+  if (cursor == nullptr || (flags & ~CEDB_ALLOWREALLOC) != 0 || propertyCount == nullptr ||
+      block == nullptr || byteCount == nullptr || heap != nullptr ||
+      (wanted != nullptr && *propertyCount == 0))
+    return Report(ERROR_INVALID_PARAMETER, 0);
+  CEOID oid = 0;
+  std::string_view bytes;
+  if (const DWORD error = cursor->Current(oid, bytes); error != ERROR_SUCCESS)
+    return Report(error, 0);
+  const auto image = RecordImage::Parse(bytes);
+  if (!image)
+    return Report(ERROR_READ_FAULT, 0);
+  const ReadBuffer buffer{block, byteCount, (flags & CEDB_ALLOWREALLOC) != 0};
+  const DWORD error = wanted == nullptr ? CopyAll(*image, buffer, *propertyCount)
+                                        : CopySome(*image, buffer, {wanted, *propertyCount});
+  if (error == ERROR_SUCCESS && cursor->Increments())
+    cursor->Advance();
+  return Report(error, oid);
+}
+
+CEOID WriteRecord(HANDLE handle, CEOID oid, WORD count, const CEPROPVAL* values) {
+  const StoreLock lock;
+  const auto cursor = FindHandle<StoreCursor>(handle);
+  if (cursor == nullptr || count == 0 || values == nullptr)
+    return Report(ERROR_INVALID_PARAMETER, 0);
+  StoreDatabase& database = cursor->Database();
+  if (const DWORD error = database.Write(oid, {values, count}); error != ERROR_SUCCESS)
+    return Report(error, 0);
+  const Device* device = Device::Current();
+  if (device != nullptr && device->CurrentCursorModel() == CursorModel::WriteMovesPosition)
+    return Report(cursor->SeekOid(oid, nullptr), oid);
+  return oid;
+}
+
+BOOL DeleteRecord(HANDLE handle, CEOID oid) {
+  const StoreLock lock;
+  const auto cursor = FindHandle<StoreCursor>(handle);
+  const DWORD error =
+      cursor == nullptr ? DWORD{ERROR_INVALID_PARAMETER} : cursor->Database().Delete(oid);
+  if (error != ERROR_SUCCESS)
+    SetError(error);
+  return error == ERROR_SUCCESS ? TRUE : FALSE;
+}
+
+}  // namespace
+
+}  // namespace wkt::host
+
+using namespace wkt::host;
+
+CEOID CEAPI CeSeekDatabaseEx(HANDLE database, DWORD seekType, DWORD value, WORD valueCount,
+                             LPDWORD index) {
+  return HookedCall(
+      "CeSeekDatabaseEx", CEOID{0},
+      [&] { return Seek(database, seekType, value, valueCount, index); }, database, seekType, value,
+      valueCount, index);
+}
+
+CEOID CEAPI CeSeekDatabase(HANDLE database, DWORD seekType, DWORD value, LPDWORD index) {
+  return HookedCall(
+      "CeSeekDatabase", CEOID{0}, [&] { return Seek(database, seekType, value, 1, index); },
+      database, seekType, value, index);
+}
+
+CEOID CEAPI CeReadRecordPropsEx(HANDLE database, DWORD flags, LPWORD propCount, CEPROPID* propIds,
+                                LPBYTE* buffer, LPDWORD byteCount, HANDLE heap) {
+  return HookedCall(
+      "CeReadRecordPropsEx", CEOID{0},
+      [&] { return ReadRecord(database, flags, propCount, propIds, buffer, byteCount, heap); },
+      database, flags, propCount, propIds, buffer, byteCount, heap);
+}
+
+CEOID CEAPI CeWriteRecordProps(HANDLE database, CEOID oid, WORD propCount, CEPROPVAL* values) {
+  return HookedCall(
+      "CeWriteRecordProps", CEOID{0}, [&] { return WriteRecord(database, oid, propCount, values); },
+      database, oid, propCount, values);
+}
+
+BOOL CEAPI CeDeleteRecord(HANDLE database, CEOID oid) {
+  return HookedCall(
+      "CeDeleteRecord", FALSE, [&] { return DeleteRecord(database, oid); }, database, oid);
+}

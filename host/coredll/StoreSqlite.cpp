@@ -1,0 +1,51 @@
+#include "host/coredll/StoreSqlite.h"
+
+#include <cerrno>
+
+#include "platform/Errors.h"
+
+namespace wkt::host {
+
+DWORD ErrorOfSqlite(sqlite3* connection, int code) {
+  switch (code & 0xFF) {
+    case SQLITE_OK:
+    case SQLITE_ROW:
+    case SQLITE_DONE:
+      return ERROR_SUCCESS;
+    case SQLITE_FULL:
+      return ERROR_DISK_FULL;
+    case SQLITE_NOMEM:
+      return ERROR_NOT_ENOUGH_MEMORY;
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      return ERROR_SHARING_VIOLATION;
+    case SQLITE_TOOBIG:
+      return ERROR_INVALID_PARAMETER;
+    case SQLITE_IOERR: {
+      // A file size limit and a quota are full disks too; SQLite calls only ENOSPC one.
+      const int cause = connection != nullptr ? sqlite3_system_errno(connection) : 0;
+      if (cause == EFBIG || cause == ENOSPC || cause == EDQUOT)
+        return ERROR_DISK_FULL;
+      return code == SQLITE_IOERR_READ ? ERROR_READ_FAULT : ERROR_WRITE_FAULT;
+    }
+    default:  // not a store, damaged, not to be opened, read-only
+      return ERROR_ACCESS_DENIED;
+  }
+}
+
+int StoreStatement::Prepare(sqlite3* connection, std::string_view text) {
+  if (statement_ != nullptr)
+    return SQLITE_OK;
+  return sqlite3_prepare_v3(connection, text.data(), static_cast<int>(text.size()),
+                            SQLITE_PREPARE_PERSISTENT, &statement_, nullptr);
+}
+
+DWORD StoreRun::Finish() {
+  const int code = Step();
+  if (code == SQLITE_DONE || code == SQLITE_ROW)
+    return ERROR_SUCCESS;
+  return ErrorOfSqlite(sqlite3_db_handle(statement_),
+                       sqlite3_extended_errcode(sqlite3_db_handle(statement_)));
+}
+
+}  // namespace wkt::host

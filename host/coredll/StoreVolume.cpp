@@ -1,0 +1,382 @@
+#include "host/coredll/StoreVolume.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+
+#include "host/coredll/Device.h"
+#include "host/coredll/StoreCatalogue.h"
+#include "host/coredll/StoreSchema.h"
+#include "platform/Errors.h"
+
+namespace wkt::host {
+
+namespace {
+
+// "WKTS", at a fixed place of the file's first page.
+constexpr int64_t kApplicationId = 0x574B5453;
+constexpr int64_t kFormatVersion = 1;
+constexpr int kBusyMilliseconds = 10'000;
+// Pages in the log before they are carried into the file: 16 MB. The log's file keeps its size, so
+// that most commits write in place.
+constexpr int kCheckpointFrames = 4000;
+// Relaxed durability: longest time between a commit and the sync of an earlier one.
+constexpr int64_t kRelaxedSyncMilliseconds = 100;
+// SQLite maps the WAL index in pieces of this size; the header is at the start of the first one.
+constexpr int kWalIndexBytes = 32768;
+
+int64_t MonotonicMilliseconds() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
+}
+
+sqlite3_file* FileOf(sqlite3* connection, int which) {
+  sqlite3_file* file = nullptr;
+  if (sqlite3_file_control(connection, "main", which, &file) != SQLITE_OK)
+    return nullptr;
+  return file != nullptr && file->pMethods != nullptr ? file : nullptr;
+}
+
+}  // namespace
+
+StoreVolume::StoreVolume() = default;
+
+StoreVolume::~StoreVolume() {
+  FlushIfUnsynced();
+  catalogue_.reset();
+  // The file is closed when the last of the statements, which are members, is gone.
+  sqlite3_close_v2(connection_);
+}
+
+std::shared_ptr<StoreVolume> StoreVolume::Open(const Request& request, DWORD& error) {
+  std::shared_ptr<StoreVolume> volume(new (std::nothrow) StoreVolume);
+  if (volume == nullptr) {
+    error = ERROR_NOT_ENOUGH_MEMORY;
+    return nullptr;
+  }
+  volume->path_ = request.path;
+  error = volume->OpenFile(request);
+  if (error == ERROR_SUCCESS)
+    error = volume->Prepare(request);
+  if (error != ERROR_SUCCESS)
+    return nullptr;
+  volume->catalogue_ = std::make_unique<StoreCatalogue>(*volume);
+  return volume;
+}
+
+DWORD StoreVolume::OpenFile(const Request& request) {
+  const bool mayCreate = request.mode != VolumeMode::OpenExisting;
+  struct stat status {};
+  const bool exists = stat(path_.c_str(), &status) == 0;
+  if (!exists && (errno != ENOENT || !mayCreate))
+    return errno == ENOENT ? ERROR_FILE_NOT_FOUND : ERROR_ACCESS_DENIED;
+  if (exists && request.mode == VolumeMode::CreateNew)
+    return ERROR_FILE_EXISTS;
+  if (exists && !S_ISREG(status.st_mode)) {
+    ReportFile("is not a file");
+    return ERROR_ACCESS_DENIED;
+  }
+  if (!exists) {
+    const int file = open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    if (file < 0) {
+      const int cause = errno;
+      ReportFile("cannot be created");
+      return cause == ENOENT   ? ERROR_PATH_NOT_FOUND
+             : cause == ENOSPC ? ERROR_DISK_FULL
+                               : ERROR_ACCESS_DENIED;
+    }
+    close(file);
+  }
+  if (sqlite3_open_v2(path_.c_str(), &connection_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX,
+                      nullptr) != SQLITE_OK) {
+    ReportFile("cannot be opened");
+    return LastFailure();
+  }
+  if (sqlite3_db_readonly(connection_, "main") == 1) {
+    ReportFile("cannot be written");
+    return ERROR_ACCESS_DENIED;
+  }
+  sqlite3_extended_result_codes(connection_, 1);
+  sqlite3_busy_timeout(connection_, kBusyMilliseconds);
+  return ERROR_SUCCESS;
+}
+
+DWORD StoreVolume::Prepare(const Request& request) {
+  bool ok = true;
+  const int64_t application = PragmaNumber("PRAGMA application_id", ok);
+  const int64_t version = PragmaNumber("PRAGMA user_version", ok);
+  const int64_t tables = PragmaNumber("SELECT count(*) FROM sqlite_schema", ok);
+  if (!ok) {
+    const DWORD error = LastFailure();
+    ReportFile(error == ERROR_SHARING_VIOLATION ? "is in use" : "is damaged or no database volume");
+    return error;
+  }
+  const bool isEmpty = application == 0 && version == 0 && tables == 0;
+  if (isEmpty && request.mode != VolumeMode::OpenExisting) {
+    if (const DWORD error = MakeSchema(request); error != ERROR_SUCCESS) {
+      ReportFile("cannot be set up");
+      return error;
+    }
+  } else if (application != kApplicationId) {
+    ReportFile("is no database volume");
+    return ERROR_ACCESS_DENIED;
+  } else if (version != kFormatVersion) {
+    ReportFile("is of a newer format");
+    return ERROR_ACCESS_DENIED;
+  }
+  for (const char* setting : {"PRAGMA cache_size=-65536", "PRAGMA temp_store=MEMORY",
+                              "PRAGMA cell_size_check=ON", "PRAGMA trusted_schema=OFF"}) {
+    if (const DWORD error = Execute(setting); error != ERROR_SUCCESS)
+      return error;
+  }
+  sqlite3_wal_hook(
+      connection_,
+      [](void* self, sqlite3*, const char*, int frames) {
+        static_cast<StoreVolume*>(self)->framesAfterCommit_ = frames;
+        return SQLITE_OK;
+      },
+      this);
+  const DWORD error = ReadIdentity(request.isObjectStore);
+  if (error != ERROR_SUCCESS)
+    ReportFile("is damaged or no database volume");
+  else if (!MapWalHeader())
+    isKnown_ = false;
+  return error;
+}
+
+DWORD StoreVolume::MakeSchema(const Request& request) {
+  bool ok = true;
+  for (const char* setting : {"PRAGMA page_size=4096", "PRAGMA auto_vacuum=INCREMENTAL",
+                              "PRAGMA journal_mode=WAL", "BEGIN IMMEDIATE"}) {
+    if (const DWORD error = Execute(setting); error != ERROR_SUCCESS)
+      return error;
+  }
+  // Another process may have been faster.
+  if (PragmaNumber("SELECT count(*) FROM sqlite_schema", ok) != 0)
+    return Execute("ROLLBACK");
+  char identity[256];
+  sqlite3_snprintf(
+      sizeof identity, identity,
+      "INSERT INTO volume(id, guid, next_oid, last_oid) VALUES(1, randomblob(16), %u, %u);"
+      "PRAGMA application_id=%lld; PRAGMA user_version=%lld;",
+      request.firstOid, request.lastOid, kApplicationId, kFormatVersion);
+  for (const char* step : {kStoreSchema, static_cast<const char*>(identity), "COMMIT"}) {
+    if (const DWORD error = ok ? Execute(step) : LastFailure(); error != ERROR_SUCCESS) {
+      sqlite3_exec(connection_, "ROLLBACK", nullptr, nullptr, nullptr);
+      return error;
+    }
+  }
+  return ERROR_SUCCESS;
+}
+
+DWORD StoreVolume::ReadIdentity(bool isObjectStore) {
+  StoreStatement statement;
+  if (statement.Prepare(connection_, "SELECT guid, last_oid FROM volume WHERE id = 1") != SQLITE_OK)
+    return LastFailure();
+  StoreRun run(statement);
+  if (run.Step() != SQLITE_ROW || run.BytesAt(0).size() != sizeof fileGuid_)
+    return ERROR_ACCESS_DENIED;
+  std::memcpy(&fileGuid_, run.BytesAt(0).data(), sizeof fileGuid_);
+  lastOid_ = static_cast<CEOID>(run.NumberAt(1));
+  // The two that mean something else, should chance or a stranger have made them.
+  if (CHECK_SYSTEMGUID(&fileGuid_) || CHECK_INVALIDGUID(&fileGuid_))
+    fileGuid_.Data1 = 1;
+  guid_ = isObjectStore ? CEGUID{} : fileGuid_;
+  return ERROR_SUCCESS;
+}
+
+void StoreVolume::ReportFile(const char* what) const {
+  ReportOnce("'" + path_ + "' " + what);
+}
+
+DWORD StoreVolume::Execute(const char* text) {
+  return sqlite3_exec(connection_, text, nullptr, nullptr, nullptr) == SQLITE_OK
+             ? DWORD{ERROR_SUCCESS}
+             : LastFailure();
+}
+
+int64_t StoreVolume::PragmaNumber(const char* text, bool& ok) {
+  StoreStatement statement;
+  if (!ok || statement.Prepare(connection_, text) != SQLITE_OK) {
+    ok = false;
+    return 0;
+  }
+  StoreRun run(statement);
+  ok = run.Step() == SQLITE_ROW;
+  return ok ? run.NumberAt(0) : 0;
+}
+
+bool StoreVolume::MapWalHeader() {
+  // Through SQLite's own mapping: opening and closing the file here would drop SQLite's locks on
+  // it.
+  sqlite3_file* file = FileOf(connection_, SQLITE_FCNTL_FILE_POINTER);
+  void volatile* region = nullptr;
+  if (file == nullptr || file->pMethods->iVersion < 2 || file->pMethods->xShmMap == nullptr ||
+      file->pMethods->xShmMap(file, 0, kWalIndexBytes, 0, &region) != SQLITE_OK ||
+      region == nullptr)
+    return false;
+  walIndex_ = static_cast<const volatile uint32_t*>(region);
+  return true;
+}
+
+bool StoreVolume::ReadWalHeader(WalHeader& header) const {
+  if (walIndex_ == nullptr)
+    return false;
+  // A writer fills the second copy first, so two equal ones, read in this order, are one header.
+  bool isWhole = true;
+  for (size_t index = 0; index < header.words.size(); ++index)
+    header.words[index] = walIndex_[index];
+  std::atomic_thread_fence(std::memory_order_seq_cst);
+  for (size_t index = 0; index < header.words.size(); ++index)
+    isWhole = isWhole && header.words[index] == walIndex_[header.words.size() + index];
+  return isWhole;
+}
+
+bool StoreVolume::IsUnchanged() const {
+  WalHeader now;
+  return isKnown_ && ReadWalHeader(now) && now == known_;
+}
+
+void StoreVolume::Refresh() {
+  if (writing_)
+    return;
+  WalHeader now;
+  const bool isWhole = ReadWalHeader(now);
+  if (isWhole && isKnown_ && now == known_)
+    return;
+  ++generation_;
+  known_ = now;
+  isKnown_ = isWhole;
+}
+
+DWORD StoreVolume::BeginReading() {
+  if (beginRead_.Prepare(connection_, "BEGIN") != SQLITE_OK ||
+      commit_.Prepare(connection_, "COMMIT") != SQLITE_OK)
+    return LastFailure();
+  const DWORD error = StoreRun(beginRead_).Finish();
+  reading_ = error == ERROR_SUCCESS;
+  return error;
+}
+
+void StoreVolume::EndReading() {
+  reading_ = false;
+  // Nothing was changed, so there is nothing that could fail to be kept.
+  static_cast<void>(StoreRun(commit_).Finish());
+}
+
+void StoreVolume::FollowDurability() {
+  const Device* device = Device::Current();
+  const auto wanted =
+      static_cast<uint32_t>(device != nullptr ? device->CurrentDurability() : Durability::Full);
+  if (wanted == durability_)
+    return;
+  const char* setting =
+      wanted == static_cast<uint32_t>(Durability::Relaxed) ? "PRAGMA synchronous=NORMAL"
+      : wanted == static_cast<uint32_t>(Durability::Off)   ? "PRAGMA synchronous=OFF"
+                                                           : "PRAGMA synchronous=FULL";
+  if (Execute(setting) == ERROR_SUCCESS)
+    durability_ = wanted;
+}
+
+DWORD StoreVolume::Begin() {
+  FollowDurability();
+  if (begin_.Prepare(connection_, "BEGIN IMMEDIATE") != SQLITE_OK ||
+      commit_.Prepare(connection_, "COMMIT") != SQLITE_OK ||
+      rollback_.Prepare(connection_, "ROLLBACK") != SQLITE_OK)
+    return LastFailure();
+  if (const DWORD error = StoreRun(begin_).Finish(); error != ERROR_SUCCESS)
+    return error;
+  // Nobody else can commit from here on.
+  Refresh();
+  before_ = known_;
+  framesAfterCommit_ = -1;
+  changesBefore_ = sqlite3_total_changes(connection_);
+  writing_ = true;
+  return ERROR_SUCCESS;
+}
+
+DWORD StoreVolume::Commit() {
+  const DWORD error = StoreRun(commit_).Finish();
+  if (error != ERROR_SUCCESS) {
+    Rollback();
+    return error;
+  }
+  writing_ = false;
+  AfterCommit();
+  return ERROR_SUCCESS;
+}
+
+void StoreVolume::Rollback() {
+  // A failing write may have rolled back by itself.
+  if (sqlite3_get_autocommit(connection_) == 0)
+    static_cast<void>(StoreRun(rollback_).Finish());
+  writing_ = false;
+  if (sqlite3_total_changes(connection_) != changesBefore_)
+    Forget();
+}
+
+void StoreVolume::Forget() {
+  ++generation_;
+  isKnown_ = false;
+}
+
+// Our own commit changed the header too. What is cached was changed along with the tables, so it
+// stays good if the header is exactly one commit on, the one whose log length SQLite told us.
+void StoreVolume::AfterCommit() {
+  WalHeader now;
+  const bool isWhole = ReadWalHeader(now);
+  const bool isOurs = framesAfterCommit_ < 0
+                          ? now == before_
+                          : now.Commits() == before_.Commits() + 1 &&
+                                now.FrameCount() == static_cast<uint32_t>(framesAfterCommit_);
+  if (isWhole && isKnown_ && isOurs)
+    known_ = now;
+  else
+    Forget();
+  if (durability_ == static_cast<uint32_t>(Durability::Relaxed)) {
+    unsynced_ = true;
+    if (MonotonicMilliseconds() - lastSyncMilliseconds_ >= kRelaxedSyncMilliseconds)
+      Flush();
+  }
+  if (framesAfterCommit_ >= kCheckpointFrames)
+    sqlite3_wal_checkpoint_v2(connection_, nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+}
+
+DWORD StoreVolume::LastFailure() const {
+  const int code = sqlite3_extended_errcode(connection_);
+  if ((code & 0xFF) == SQLITE_CORRUPT)
+    ReportFile("is damaged");
+  // What was believed to succeed and did not is an error all the same.
+  const DWORD error = ErrorOfSqlite(connection_, code);
+  return error != ERROR_SUCCESS ? error : DWORD{ERROR_GEN_FAILURE};
+}
+
+DWORD StoreVolume::Flush() {
+  sqlite3_file* log = FileOf(connection_, SQLITE_FCNTL_JOURNAL_POINTER);
+  lastSyncMilliseconds_ = MonotonicMilliseconds();
+  if (log != nullptr && log->pMethods->xSync(log, SQLITE_SYNC_NORMAL) != SQLITE_OK)
+    return ERROR_WRITE_FAULT;
+  unsynced_ = false;
+  return ERROR_SUCCESS;
+}
+
+CEOID StoreVolume::ReserveOids(CEOID count) {
+  if (reserve_.Prepare(connection_,
+                       "UPDATE volume SET next_oid = next_oid + ?1 WHERE id = 1 AND next_oid + ?1 "
+                       "- 1 <= last_oid "
+                       "RETURNING next_oid - ?1") != SQLITE_OK)
+    return 0;
+  StoreRun run(reserve_);
+  if (run.Number(count).Step() != SQLITE_ROW)
+    return 0;
+  const auto first = static_cast<CEOID>(run.NumberAt(0));
+  return run.Step() == SQLITE_DONE ? first : 0;
+}
+
+}  // namespace wkt::host

@@ -1,0 +1,87 @@
+// Mounting, flushing and listing volumes.
+#include "host/coredll/CallHook.h"
+#include "host/coredll/StoreMounts.h"
+#include "host/coredll/Text.h"
+#include "platform/Database.h"
+#include "platform/Files.h"
+
+namespace wkt::host {
+
+namespace {
+
+BOOL Report(DWORD error) {
+  if (error != ERROR_SUCCESS)
+    SetError(error);
+  return error == ERROR_SUCCESS ? TRUE : FALSE;
+}
+
+BOOL MountVolume(CEGUID* guid, const WCHAR* path, DWORD mode) {
+  const StoreLock lock;
+  if (guid == nullptr || path == nullptr || mode < CREATE_NEW || mode > TRUNCATE_EXISTING)
+    return Report(ERROR_INVALID_PARAMETER);
+  const auto bounded = BoundedText(path, MAX_PATH);
+  if (!bounded || bounded->empty())
+    return Report(ERROR_INVALID_PARAMETER);
+  return Report(StoreMounts::Get().Mount(std::u16string(*bounded), mode, *guid));
+}
+
+BOOL UnmountVolume(const CEGUID* guid) {
+  const StoreLock lock;
+  return Report(guid == nullptr ? DWORD{ERROR_INVALID_PARAMETER}
+                                : StoreMounts::Get().Unmount(*guid));
+}
+
+BOOL FlushVolume(const CEGUID* guid) {
+  const StoreLock lock;
+  std::vector<std::shared_ptr<StoreVolume>> volumes(1);
+  const bool isAll = guid == nullptr || CHECK_INVALIDGUID(guid);
+  DWORD error = isAll ? StoreMounts::Get().All(volumes) : StoreMounts::Get().Find(guid, volumes[0]);
+  for (size_t index = 0; error == ERROR_SUCCESS && index < volumes.size(); ++index)
+    error = volumes[index]->Flush();
+  return Report(error);
+}
+
+BOOL NextVolume(CEGUID* guid, WCHAR* path, DWORD unitCount) {
+  const StoreLock lock;
+  if (guid == nullptr)
+    return Report(ERROR_INVALID_PARAMETER);
+  CEGUID next = *guid;
+  std::u16string text;
+  if (const DWORD error = StoreMounts::Get().Next(next, text); error != ERROR_SUCCESS)
+    return Report(error);
+  if (path != nullptr) {
+    if (unitCount <= text.size())
+      return Report(ERROR_INSUFFICIENT_BUFFER);
+    text.copy(path, text.size());
+    path[text.size()] = u'\0';
+  }
+  *guid = next;
+  return TRUE;
+}
+
+}  // namespace
+
+}  // namespace wkt::host
+
+using namespace wkt::host;
+
+BOOL CEAPI CeMountDBVol(PCEGUID volume, LPWSTR path, DWORD mode) {
+  return HookedCall(
+      "CeMountDBVol", FALSE, [&] { return MountVolume(volume, path, mode); }, volume, path, mode);
+}
+
+BOOL CEAPI CeUnmountDBVol(PCEGUID volume) {
+  return HookedCall(
+      "CeUnmountDBVol", FALSE, [&] { return UnmountVolume(volume); }, volume);
+}
+
+BOOL CEAPI CeFlushDBVol(PCEGUID volume) {
+  return HookedCall(
+      "CeFlushDBVol", FALSE, [&] { return FlushVolume(volume); }, volume);
+}
+
+BOOL CEAPI CeEnumDBVolumes(PCEGUID volume, LPWSTR path, DWORD unitCount) {
+  return HookedCall(
+      "CeEnumDBVolumes", FALSE, [&] { return NextVolume(volume, path, unitCount); }, volume, path,
+      unitCount);
+}
