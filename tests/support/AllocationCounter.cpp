@@ -6,15 +6,19 @@
 namespace {
 
 size_t requests = 0;
-size_t failAt = 0;  // 0 = never
+size_t refusable = 0;  // those of the requests that may answer null
+size_t failAt = 0;     // the one of these that does; 0 = none
 bool failLater = false;
 bool failed = false;
 
 void* Request(size_t byteCount, bool mayFail) {
   ++requests;
-  if (mayFail && failAt && (requests == failAt || (failLater && requests > failAt))) {
-    failed = true;
-    return nullptr;
+  if (mayFail) {
+    ++refusable;
+    if (failAt != 0 && (refusable == failAt || (failLater && refusable > failAt))) {
+      failed = true;
+      return nullptr;
+    }
   }
   return std::malloc(byteCount ? byteCount : 1);
 }
@@ -66,7 +70,7 @@ size_t AllocationCounter::Count() const {
 AllocationFailure::AllocationFailure(size_t nth, Extent extent) {
   failed = false;
   failLater = extent == Extent::AllLater;
-  failAt = requests + nth;
+  failAt = refusable + nth;
 }
 
 AllocationFailure::~AllocationFailure() {
