@@ -1,6 +1,7 @@
 # Flags and target helpers shared by all folders.
 include_guard(GLOBAL)
 include(GoogleTest)
+include(VersionResource)
 
 add_library(wkt_flags INTERFACE)
 target_include_directories(wkt_flags INTERFACE "${PROJECT_SOURCE_DIR}")

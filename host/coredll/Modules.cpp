@@ -1,0 +1,186 @@
+// Libraries of the device: ELF libraries that lie at device paths under their Windows names.
+#include <dlfcn.h>
+#include <link.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <list>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "host/coredll/CallHook.h"
+#include "host/coredll/Device.h"
+#include "host/coredll/ElfCheck.h"
+#include "host/coredll/Paths.h"
+#include "host/coredll/Text.h"
+#include "platform/Kernel.h"
+
+namespace wkt::host {
+
+namespace {
+
+struct Module {
+  HMODULE handle;
+  std::string machinePath;
+  dev_t fileSystem;
+  ino_t file;
+  void* library;  // the machine loader's
+  uint32_t loads;
+};
+
+struct Loader {
+  // One thread loads at a time; DllMain may load and free again.
+  std::recursive_mutex lock;
+  std::list<Module> modules;  // in the order of loading
+  uint32_t lastHandle = 0;
+};
+
+Loader& TheLoader() {
+  // Never destroyed: libraries may free each other while the process ends.
+  static auto* loader = new Loader;
+  return *loader;
+}
+
+constexpr size_t kMaxNameUnits = 260;
+
+// Where a bare name is looked for, in this order.
+constexpr std::u16string_view kSearchFolders[] = {u"\\Windows\\", u"\\"};
+
+std::optional<DevicePath> FindLibrary(std::u16string name) {
+  const bool bare = name.find(u'\\') == std::u16string::npos;
+  if (name.find(u'.', name.rfind(u'\\') + 1) == std::u16string::npos)
+    name += u".dll";
+  for (const std::u16string_view folder : kSearchFolders) {
+    const std::u16string candidate = bare ? std::u16string(folder) + name : name;
+    DevicePath path = ResolvePath(candidate.c_str());
+    if (path.problem == ERROR_SUCCESS && path.exists && !path.IsFolder())
+      return path;
+    if (!bare)
+      break;
+  }
+  return std::nullopt;
+}
+
+BOOL CallDllMain(const Module& module, DWORD reason) {
+  const auto dllMain = reinterpret_cast<DllMainFunction>(dlsym(module.library, "DllMain"));
+  return dllMain == nullptr ? TRUE : dllMain(module.handle, reason, nullptr);
+}
+
+// A module's own symbols only: the machine's loader would also search the libraries it needs.
+void* OwnSymbol(const Module& module, const char* name) {
+  void* symbol = dlsym(module.library, name);
+  Dl_info info = {};
+  link_map* owner = nullptr;
+  if (symbol == nullptr ||
+      dladdr1(symbol, &info, reinterpret_cast<void**>(&owner), RTLD_DL_LINKMAP) == 0 ||
+      owner != static_cast<link_map*>(module.library))
+    return nullptr;
+  return symbol;
+}
+
+Module* FindModule(Loader& loader, HMODULE handle) {
+  const auto found = std::find_if(loader.modules.begin(), loader.modules.end(),
+                                  [&](const Module& module) { return module.handle == handle; });
+  return found != loader.modules.end() ? &*found : nullptr;
+}
+
+HMODULE FailLoading(LONG problem) {
+  SetError(static_cast<uint32_t>(problem));
+  return nullptr;
+}
+
+HMODULE LoadNew(Loader& loader, const DevicePath& path) {
+  if (!IsLoadable(path.machinePath))
+    return FailLoading(ERROR_BAD_EXE_FORMAT);
+  void* library = dlopen(path.machinePath.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) {
+    // The code is the same for all reasons; the machine's loader knows more.
+    ReportOnce(dlerror());
+    return FailLoading(ERROR_MOD_NOT_FOUND);
+  }
+  // Above all object handles.
+  const auto handle =
+      reinterpret_cast<HMODULE>(uintptr_t{0x40000000u + (++loader.lastHandle << 2)});
+  loader.modules.push_back(
+      {handle, path.machinePath, path.info.st_dev, path.info.st_ino, library, 1});
+  if (CallDllMain(loader.modules.back(), DLL_PROCESS_ATTACH) != FALSE)
+    return handle;
+  // The attach may have loaded others, or itself once more; only this one's entry goes.
+  loader.modules.remove_if([&](const Module& module) { return module.handle == handle; });
+  dlclose(library);
+  return FailLoading(ERROR_DLL_INIT_FAILED);
+}
+
+HMODULE Load(LPCWSTR fileName) {
+  const auto name = fileName != nullptr ? BoundedText(fileName, kMaxNameUnits) : std::nullopt;
+  if (!name || name->empty())
+    return FailLoading(ERROR_MOD_NOT_FOUND);
+  Loader& loader = TheLoader();
+  const std::lock_guard guard(loader.lock);
+  const std::optional<DevicePath> path = FindLibrary(std::u16string(*name));
+  if (!path)
+    return FailLoading(ERROR_MOD_NOT_FOUND);
+  for (Module& module : loader.modules) {
+    if (module.fileSystem == path->info.st_dev && module.file == path->info.st_ino) {
+      ++module.loads;
+      return module.handle;
+    }
+  }
+  return LoadNew(loader, *path);
+}
+
+BOOL Free(HMODULE handle) {
+  Loader& loader = TheLoader();
+  const std::lock_guard guard(loader.lock);
+  Module* module = FindModule(loader, handle);
+  if (module == nullptr) {
+    SetError(ERROR_INVALID_HANDLE);
+    return FALSE;
+  }
+  if (--module->loads > 0)
+    return TRUE;
+  CallDllMain(*module, DLL_PROCESS_DETACH);
+  void* library = module->library;
+  loader.modules.remove_if([&](const Module& each) { return each.handle == handle; });
+  dlclose(library);
+  return TRUE;
+}
+
+FARPROC Find(HMODULE handle, LPCWSTR name) {
+  Loader& loader = TheLoader();
+  const std::lock_guard guard(loader.lock);
+  const Module* module = FindModule(loader, handle);
+  if (module == nullptr) {
+    SetError(ERROR_INVALID_HANDLE);
+    return nullptr;
+  }
+  // Below 64 K stands an ordinal instead of a name; our libraries export by name.
+  const bool isName = reinterpret_cast<uintptr_t>(name) >= 0x10000;
+  const auto text = isName ? BoundedText(name, kMaxNameUnits) : std::nullopt;
+  void* symbol = text && !text->empty() ? OwnSymbol(*module, ToUtf8(*text).c_str()) : nullptr;
+  if (symbol == nullptr)
+    SetError(ERROR_PROC_NOT_FOUND);
+  return reinterpret_cast<FARPROC>(symbol);
+}
+
+}  // namespace
+
+}  // namespace wkt::host
+
+using namespace wkt::host;
+
+HMODULE CEAPI LoadLibraryW(LPCWSTR fileName) {
+  return HookedCall(
+      "LoadLibraryW", HMODULE{nullptr}, [&] { return Load(fileName); }, fileName);
+}
+
+BOOL CEAPI FreeLibrary(HMODULE module) {
+  return HookedCall(
+      "FreeLibrary", FALSE, [&] { return Free(module); }, module);
+}
+
+FARPROC CEAPI GetProcAddressW(HMODULE module, LPCWSTR name) {
+  return HookedCall(
+      "GetProcAddressW", FARPROC{nullptr}, [&] { return Find(module, name); }, module, name);
+}
