@@ -1,3 +1,4 @@
+#include <concepts>
 #include <limits>
 
 #include "WktCommon/Allocation.h"
@@ -57,7 +58,11 @@ class LineWriter {
     text.Append(line).Append(u"\n");
     return *this;
   }
-  LineWriter& operator<<(int32_t number) { return *this << WideString(number); }
+  // int and int32_t, which some compilers take for two types.
+  template <std::signed_integral Number>
+  requires(sizeof(Number) == sizeof(int)) LineWriter& operator<<(Number number) {
+    return *this << WideString(static_cast<int>(number));
+  }
   LineWriter& operator<<(const FILETIME& time) {
     return *this << SignedDecimal(time.dwHighDateTime) << SignedDecimal(time.dwLowDateTime);
   }

@@ -2,7 +2,7 @@
 # Build the programs that load device libraries on Linux, into OUT/runners-arm and OUT/runners-x86.
 #
 # usage: scripts/device-runners.sh [OUT]
-# Exit 77: the cross compilers are not installed (1 with WKT_DEVICE_REQUIRED=1).
+# Exit 77: the cross compilers or SQLite's source are missing (1 with WKT_DEVICE_REQUIRED=1).
 set -eu
 cd "$(dirname "$0")/.."
 out=${1:-$PWD/build/device}
@@ -16,6 +16,7 @@ if [ -n "$missing" ]; then
   [ "${WKT_DEVICE_REQUIRED:-}" != 1 ] || exit 1
   exit 77
 fi
+sh scripts/fetch-sqlite.sh
 launcher=
 ! command -v ccache >/dev/null || launcher=ccache
 for machine in arm x86; do
