@@ -59,7 +59,7 @@ size_t BeginCallRecord(const char* name, std::vector<CallValue> arguments) {
   return state.records.size() - 1;
 }
 
-void EndCallRecord(size_t place, CallValue result, bool injected) {
+void EndCallRecord(size_t place, CallValue result, bool injected, uint32_t errorsBefore) {
   HookState& state = State();
   const std::lock_guard guard(state.lock);
   // The recording may have been stopped by the call itself.
@@ -67,6 +67,7 @@ void EndCallRecord(size_t place, CallValue result, bool injected) {
     return;
   state.records[place].result = std::move(result);
   state.records[place].lastError = LastError();
+  state.records[place].lastErrorSet = ErrorSetCount() != errorsBefore;
   state.records[place].injected = injected;
 }
 

@@ -34,8 +34,9 @@ struct CallRecord {
   std::string name;
   std::vector<CallValue> arguments;
   CallValue result;
-  uint32_t lastError = 0;  // GetLastError after the call
-  bool injected = false;   // the failure was asked for, the function did not run
+  uint32_t lastError = 0;     // GetLastError after the call
+  bool lastErrorSet = false;  // the call set it
+  bool injected = false;      // the failure was asked for, the function did not run
 };
 
 // Set while calls are recorded or a failure is armed.
@@ -65,23 +66,27 @@ uint32_t TakeInjectedFailure(const char* name);
 // Keeps the last error as it is. The record's place in the list is that of the call's beginning:
 // BeginCallRecord reserves it, so that calls made inside (a library's DllMain) come after it.
 size_t BeginCallRecord(const char* name, std::vector<CallValue> arguments);
-void EndCallRecord(size_t place, CallValue result, bool injected);
+// `errorsBefore`: ErrorSetCount at the call's beginning.
+void EndCallRecord(size_t place, CallValue result, bool injected, uint32_t errorsBefore);
 
 // GetLastError and SetLastError without the hooks.
 uint32_t LastError();
 void SetError(uint32_t error);
+// How often the calling thread's last error was set.
+uint32_t ErrorSetCount();
 
 template <typename Result, typename Body, typename... Arguments>
 Result HookedCallSlow(const char* name, Result failure, const Body& body,
                       const Arguments&... arguments) {
+  const uint32_t errorsBefore = ErrorSetCount();
   const size_t place = BeginCallRecord(name, {DescribeValue(arguments)...});
   if (const uint32_t error = TakeInjectedFailure(name); error != 0) {
     SetError(error);
-    EndCallRecord(place, DescribeValue(failure), true);
+    EndCallRecord(place, DescribeValue(failure), true, errorsBefore);
     return failure;
   }
   Result result = static_cast<Result>(body());
-  EndCallRecord(place, DescribeValue(result), false);
+  EndCallRecord(place, DescribeValue(result), false, errorsBefore);
   return result;
 }
 
@@ -99,10 +104,11 @@ template <typename Body, typename... Arguments>
 inline int32_t HookedStatus(const char* name, const Body& body, const Arguments&... arguments) {
   if (!callHooksActive.load(std::memory_order_relaxed)) [[likely]]
     return body();
+  const uint32_t errorsBefore = ErrorSetCount();
   const size_t place = BeginCallRecord(name, {DescribeValue(arguments)...});
   const auto error = static_cast<int32_t>(TakeInjectedFailure(name));
   const int32_t result = error != 0 ? error : body();
-  EndCallRecord(place, DescribeValue(result), error != 0);
+  EndCallRecord(place, DescribeValue(result), error != 0, errorsBefore);
   return result;
 }
 

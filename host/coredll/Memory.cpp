@@ -13,6 +13,7 @@ namespace wkt::host {
 namespace {
 
 thread_local uint32_t lastError = 0;
+thread_local uint32_t errorSetCount = 0;
 
 HLOCAL AllocateLocal(UINT flags, UINT byteCount) {
   // An empty block has an address of its own, as on the device.
@@ -31,6 +32,11 @@ uint32_t LastError() {
 
 void SetError(uint32_t error) {
   lastError = error;
+  ++errorSetCount;
+}
+
+uint32_t ErrorSetCount() {
+  return errorSetCount;
 }
 
 }  // namespace wkt::host
