@@ -28,7 +28,7 @@ class LogCapture {
 
 // What differs from run to run gets a name in the order of its appearance, so that two logs can be
 // compared: the word behind
-//   "this = ", "Bytes = "                                   A1, A2, ... (addresses)
+//   "this = ", "Bytes = ", "pFindObjectInfo = "             A1, A2, ... (addresses)
 //   "handle = "                                             H1, H2, ... (handles)
 //   "CEOID) = ", "CEOID = ", "ceOid = ", "OID = ", "Got ", "Expected "   O1, O2, ... (objects)
 // and every identifier made on the device, "CE-1-2-3-4" (G1, G2, ...). The same word of one kind
