@@ -16,7 +16,7 @@ constexpr char16_t kLogLibrary[] = u"\\Program Files\\Worktally\\WktDevLog.dll";
 class Names {
  public:
   std::string Of(char kind, const std::string& word) {
-    if (word == "0" || word == "-1")
+    if (word == "0" || word == "-1" || word == "4294967295")
       return word;
     auto& known = names[kind];
     const auto made = known.emplace(word, known.size() + 1);
@@ -28,15 +28,14 @@ class Names {
 };
 
 char KindOf(const std::string& mark) {
-  if (mark == "this = " || mark == "Bytes = " || mark == "pFindObjectInfo = ")
+  if (mark == "this = " || mark == "Bytes = ")
     return 'A';
   return mark == "handle = " ? 'H' : 'O';
 }
 
 std::string Filtered(const std::string& line, Names& names) {
   static const std::regex pattern(
-      "(this = |Bytes = |pFindObjectInfo = |handle = |CEOID\\) = |CEOID = |ceOid = |OID = "
-      "|database; Got |"
+      "(this = |Bytes = |handle = |CEOID\\) = |CEOID = |ceOid = |OID = |database; Got |"
       "; Expected )([-A-Za-z0-9]+)|(CE-[0-9a-f]+-[0-9a-f]+-[0-9a-f]+-[0-9a-f]+)");
   std::string out;
   auto rest = line.cbegin();
