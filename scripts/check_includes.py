@@ -74,13 +74,14 @@ def findings(root):
 def svg(path):
     """Rooms as boxes in layers, arrows to what they may include (reachable ones left out)."""
     layers = [["platform"], ["host/coredll", "WktCommon", "WktDevLog", "desktop/manager"],
-              ["host/control", "WktDevCommon", "desktop/partner"], ["WktDevSync", "desktop/device"],
-              ["tools/wkt"]]
+              ["host/control", "WktDevCommon", "desktop/partner"],
+              ["desktop/device", "WktDevSync", None], ["tools/wkt"]]
     width, height, box = 880, 90 * len(layers) + 20, (150, 40)
     at = {}
     for row, names in enumerate(reversed(layers)):
         for column, name in enumerate(names):
-            at[name] = (width * (column + 1) / (len(names) + 1), 40 + row * 90)
+            if name:
+                at[name] = (width * (column + 1) / (len(names) + 1), 40 + row * 90)
     reach = {}
 
     def closure(room):

@@ -15,7 +15,7 @@ def classes(unit):
     text = chr(unit)
     category = unicodedata.category(text)
     if unit in (9, 10, 11, 12, 13):
-        return CONTROL | SPACE
+        return CONTROL | SPACE | (BLANK if unit == 9 else 0)
     if category == "Cc":
         return CONTROL | (SPACE if unit == 0x85 else 0)
     if category in ("Zs", "Zl", "Zp"):

@@ -6,6 +6,7 @@
 #include "host/coredll/Device.h"
 #include "host/coredll/Paths.h"
 #include "host/coredll/RegistryStore.h"
+#include "platform/Database.h"
 #include "platform/Files.h"
 #include "platform/Kernel.h"
 #include "platform/Registry.h"
@@ -44,11 +45,35 @@ int64_t DaysFromCivil(int64_t year, int month, int day) {
 constexpr int64_t kTicksPerMillisecond = 10'000;
 constexpr int64_t kTicksPerDay = 24ll * 3600 * 1000 * kTicksPerMillisecond;
 
+bool MakeVolume(const std::u16string& volume, std::string& error) {
+  std::u16string path = volume;
+  const size_t folder = path.rfind(u'\\');
+  if (folder != std::u16string::npos && folder > 0)
+    CreateDirectoryW(path.substr(0, folder).c_str(), nullptr);
+  CEGUID guid = {};
+  if (CeMountDBVol(&guid, path.data(), CREATE_NEW) == FALSE) {
+    error = "the volume cannot be made: error " + std::to_string(GetLastError());
+    return false;
+  }
+  CeUnmountDBVol(&guid);
+  host::RegistryValue value = {u"DBVol", REG_SZ, {}};
+  for (const char16_t unit : volume + u'\0') {
+    value.data.push_back(static_cast<uint8_t>(unit));
+    value.data.push_back(static_cast<uint8_t>(unit >> 8));
+  }
+  const LONG written =
+      host::SetRegistryValues(u"HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Stock Portfolio", {value});
+  if (written != ERROR_SUCCESS)
+    error = "the registry cannot be written: error " + std::to_string(written);
+  return written == ERROR_SUCCESS;
+}
+
 }  // namespace
 
 bool CreateDevice(const std::string& folder, const DeviceOptions& options, std::string& error) {
   return host::CreateDeviceFolder(folder, options.settings, error) && UseDevice(folder, error) &&
-         SetZone(options.zone, 0, error) && SetLocale(options.locale, error);
+         SetZone(options.zone, 0, error) && SetLocale(options.locale, error) &&
+         (options.volume.empty() || MakeVolume(options.volume, error));
 }
 
 bool UseDevice(const std::string& folder, std::string& error) {

@@ -22,6 +22,9 @@ struct DeviceOptions {
   std::string zone = "Europe/Vienna";  // an IANA name
   std::string locale = "en-US";        // a BCP 47 tag
   Settings settings;
+  // Device path of a database volume to make and to name in the registry, where the provider looks
+  // for it; empty: the databases live in the object store.
+  std::u16string volume;
 };
 
 // Makes the folder and uses it from now on. The folder's parent exists, itself it is empty or

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <list>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -12,6 +13,7 @@
 #include "host/coredll/CallHook.h"
 #include "host/coredll/Device.h"
 #include "host/coredll/ElfCheck.h"
+#include "host/coredll/ForeignLibrary.h"
 #include "host/coredll/Paths.h"
 #include "host/coredll/Text.h"
 #include "platform/Kernel.h"
@@ -22,11 +24,11 @@ namespace {
 
 struct Module {
   HMODULE handle;
-  std::string machinePath;
   dev_t fileSystem;
   ino_t file;
-  void* library;  // the machine loader's
-  uint32_t loads;
+  void* library;  // the machine loader's, nullptr when foreign
+  std::unique_ptr<ForeignLibrary> foreign;
+  uint32_t loads = 1;
 };
 
 struct Loader {
@@ -63,12 +65,16 @@ std::optional<DevicePath> FindLibrary(std::u16string name) {
 }
 
 BOOL CallDllMain(const Module& module, DWORD reason) {
-  const auto dllMain = reinterpret_cast<DllMainFunction>(dlsym(module.library, "DllMain"));
+  const auto dllMain = module.foreign != nullptr
+                           ? module.foreign->Entry()
+                           : reinterpret_cast<DllMainFunction>(dlsym(module.library, "DllMain"));
   return dllMain == nullptr ? TRUE : dllMain(module.handle, reason, nullptr);
 }
 
 // A module's own symbols only: the machine's loader would also search the libraries it needs.
 void* OwnSymbol(const Module& module, const char* name) {
+  if (module.foreign != nullptr)
+    return module.foreign->Find(name);
   void* symbol = dlsym(module.library, name);
   Dl_info info = {};
   link_map* owner = nullptr;
@@ -90,25 +96,46 @@ HMODULE FailLoading(LONG problem) {
   return nullptr;
 }
 
-HMODULE LoadNew(Loader& loader, const DevicePath& path) {
-  if (!IsLoadable(path.machinePath))
-    return FailLoading(ERROR_BAD_EXE_FORMAT);
-  void* library = dlopen(path.machinePath.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (library == nullptr) {
-    // The code is the same for all reasons; the machine's loader knows more.
-    ReportOnce(dlerror());
-    return FailLoading(ERROR_MOD_NOT_FOUND);
+// Maps the library; on failure neither kind is set and the result is the error.
+LONG Map(const DevicePath& path, Module& module) {
+  if (const ForeignLoader* foreign = FindForeignLoader(path.machinePath)) {
+    module.foreign = foreign->Load(path.machinePath);
+    return module.foreign != nullptr ? ERROR_SUCCESS : ERROR_BAD_EXE_FORMAT;
   }
+  if (!IsLoadable(path.machinePath))
+    return ERROR_BAD_EXE_FORMAT;
+  module.library = dlopen(path.machinePath.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (module.library != nullptr)
+    return ERROR_SUCCESS;
+  // The code is the same for all reasons; the machine's loader knows more.
+  ReportOnce(dlerror());
+  return ERROR_MOD_NOT_FOUND;
+}
+
+void Unmap(Loader& loader, HMODULE handle) {
+  const auto found = std::find_if(loader.modules.begin(), loader.modules.end(),
+                                  [&](const Module& module) { return module.handle == handle; });
+  void* library = found->library;
+  loader.modules.erase(found);
+  if (library != nullptr)
+    dlclose(library);
+}
+
+HMODULE LoadNew(Loader& loader, const DevicePath& path) {
+  Module module = {};
+  module.fileSystem = path.info.st_dev;
+  module.file = path.info.st_ino;
+  if (const LONG problem = Map(path, module); problem != ERROR_SUCCESS)
+    return FailLoading(problem);
   // Above all object handles.
   const auto handle =
       reinterpret_cast<HMODULE>(uintptr_t{0x40000000u + (++loader.lastHandle << 2)});
-  loader.modules.push_back(
-      {handle, path.machinePath, path.info.st_dev, path.info.st_ino, library, 1});
+  module.handle = handle;
+  loader.modules.push_back(std::move(module));
+  // In its place of the list, which stays where it is while the attach loads others.
   if (CallDllMain(loader.modules.back(), DLL_PROCESS_ATTACH) != FALSE)
     return handle;
-  // The attach may have loaded others, or itself once more; only this one's entry goes.
-  loader.modules.remove_if([&](const Module& module) { return module.handle == handle; });
-  dlclose(library);
+  Unmap(loader, handle);
   return FailLoading(ERROR_DLL_INIT_FAILED);
 }
 
@@ -141,9 +168,7 @@ BOOL Free(HMODULE handle) {
   if (--module->loads > 0)
     return TRUE;
   CallDllMain(*module, DLL_PROCESS_DETACH);
-  void* library = module->library;
-  loader.modules.remove_if([&](const Module& each) { return each.handle == handle; });
-  dlclose(library);
+  Unmap(loader, handle);
   return TRUE;
 }
 

@@ -139,9 +139,11 @@ std::u16string FormatTime(std::u16string_view picture, const SYSTEMTIME& time, D
                           const LocaleTexts& locale) {
   std::u16string text;
   // What stands between two elements is held back until it is known whether the second one is
-  // dropped: then what is before it goes with it, and behind a dropped AM/PM marker, too.
+  // dropped: then what is before it goes with it. What is behind goes with a dropped AM/PM marker,
+  // and with any element when nothing follows that it could lead to: the 's' of "m'm's's'".
   std::u16string between;
   bool dropBetween = false;
+  bool lastDropped = false;
   PictureReader reader(picture, u"hHmst");
   while (!reader.AtEnd()) {
     if (!reader.AtElement()) {
@@ -158,8 +160,9 @@ std::u16string FormatTime(std::u16string_view picture, const SYSTEMTIME& time, D
     }
     between.clear();
     dropBetween = dropped && letter == u't';
+    lastDropped = dropped;
   }
-  return dropBetween ? text : text + between;
+  return lastDropped ? text : text + between;
 }
 
 }  // namespace wkt::host

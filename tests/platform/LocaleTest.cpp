@@ -144,6 +144,8 @@ TEST_F(Locale, FlagsDropPartsOfTimes) {
             u"21:45");
   EXPECT_EQ(Time(u"HH':'mm':'ss", kEvening, TIME_NOSECONDS), u"21:45");
   EXPECT_EQ(Time(u"tt h:mm", kEvening, TIME_NOTIMEMARKER), u"9:45");
+  EXPECT_EQ(Time(u"H'h'm'm's's'", kEvening, TIME_NOSECONDS), u"21h45");
+  EXPECT_EQ(Time(u"h:mm 'h'", kEvening, TIME_NOSECONDS), u"9:45 h");
 }
 
 TEST_F(Locale, TimeOfDayIsNotLookedAtForDatesNorTheDateForTimes) {

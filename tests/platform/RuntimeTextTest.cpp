@@ -96,7 +96,7 @@ TEST(RuntimeText, ClassesOfUnits) {
   constexpr int kLetter = 0x100;
   const ClassCase cases[] = {
       {u'\0', _CONTROL},
-      {u'\t', _CONTROL | _SPACE},
+      {u'\t', _CONTROL | _SPACE | _BLANK},
       {u'\r', _CONTROL | _SPACE},
       {u'\u001B', _CONTROL},
       {u' ', _SPACE | _BLANK},

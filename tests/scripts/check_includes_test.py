@@ -56,6 +56,13 @@ class CheckIncludes(unittest.TestCase):
         self.assertEqual(code, 1)
         self.assertIn("stands in no room", text)
 
+    def test_the_picture_in_the_docs_is_the_tables(self):
+        with tempfile.TemporaryDirectory() as folder:
+            made = Path(folder) / "rooms.svg"
+            subprocess.run([sys.executable, str(CHECK), "--svg", str(made)], check=True)
+            self.assertEqual(made.read_text(), (ROOT / "docs" / "rooms.svg").read_text(),
+                             "run scripts/check_includes.py --svg docs/rooms.svg")
+
 
 if __name__ == "__main__":
     unittest.main()

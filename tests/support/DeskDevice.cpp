@@ -146,11 +146,10 @@ void DeskDevice::CopyFile(const std::string& machineFile, const std::u16string& 
   const size_t folder = devicePath.rfind(u'\\');
   if (folder != std::u16string::npos && folder > 0)
     MakeFolder(devicePath.substr(0, folder));
+  // A new file, never new content in the old one: that may be a library in use.
   std::error_code problem;
-  // A library that is loaded keeps its old file; writing into that would change it under way.
   std::filesystem::remove(MachinePath(devicePath), problem);
-  std::filesystem::copy_file(machineFile, MachinePath(devicePath),
-                             std::filesystem::copy_options::overwrite_existing, problem);
+  std::filesystem::copy_file(machineFile, MachinePath(devicePath), problem);
   EXPECT_FALSE(problem) << machineFile << ": " << problem.message();
 }
 

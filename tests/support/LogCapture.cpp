@@ -28,14 +28,15 @@ class Names {
 };
 
 char KindOf(const std::string& mark) {
-  if (mark == "this = " || mark == "Bytes = ")
+  if (mark == "this = " || mark == "Bytes = " || mark == "pFindObjectInfo = ")
     return 'A';
   return mark == "handle = " ? 'H' : 'O';
 }
 
 std::string Filtered(const std::string& line, Names& names) {
   static const std::regex pattern(
-      "(this = |Bytes = |handle = |CEOID\\) = |CEOID = |ceOid = |OID = |database; Got |"
+      "(this = |Bytes = |pFindObjectInfo = |handle = |CEOID\\) = |CEOID = |ceOid = |OID = "
+      "|database; Got |"
       "; Expected )([-A-Za-z0-9]+)|(CE-[0-9a-f]+-[0-9a-f]+-[0-9a-f]+-[0-9a-f]+)");
   std::string out;
   auto rest = line.cbegin();

@@ -28,12 +28,12 @@ class LogCapture {
 
 // What differs from run to run gets a name in the order of its appearance, so that two logs can be
 // compared: the word behind
-//   "this = ", "Bytes = "                                   A1, A2, ... (addresses)
+//   "this = ", "Bytes = ", "pFindObjectInfo = "             A1, A2, ... (addresses)
 //   "handle = "                                             H1, H2, ... (handles)
 //   "CEOID) = ", "CEOID = ", "ceOid = ", "OID = ", "Got ", "Expected "   O1, O2, ... (objects)
 // and every identifier made on the device, "CE-1-2-3-4" (G1, G2, ...). The same word of one kind
-// keeps its name; 0, -1 and 4294967295 stay, they say that there is nothing. "Got " and "Expected "
-// count only in lines about a wrong database.
+// keeps its name; 0, -1 and 4294967295 stay, they say that there is nothing. "Got " and "Expected " count only
+// in lines about a wrong database.
 LogLines FilterLog(const LogLines& lines);
 
 // Both sides go through the filter, so an expectation may say "this = A1" or any other word.

@@ -1,0 +1,131 @@
+// The partner's own store: what the desktop knows about records, devices and their last common
+// states. One SQLite file in the partner's folder; every transaction is durable when it returns.
+// One process at a time writes; others may read. Failures throw wkt::Failure.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace wkt {
+
+using Bytes = std::vector<uint8_t>;
+
+// A record of the desktop. `id` is the store's own number and never used again.
+struct StoredRecord {
+  int64_t id = 0;
+  std::u16string recordId;
+  int64_t change = 0;
+  bool deleted = false;
+  Bytes packet;
+};
+
+struct StoredDevice {
+  int64_t id = 0;
+  std::string deviceId;
+  int partner = 0;
+  std::string place;
+  std::string token;
+  std::string pending;
+  uint64_t lastRun = 0;
+  std::string report;
+};
+
+// One object of a device. `recordChange` and `deleted` tell the record's present state without its
+// packet.
+struct Link {
+  uint32_t oid = 0;
+  int64_t record = 0;
+  int64_t change = 0;
+  int64_t recordChange = 0;
+  bool deleted = false;
+};
+
+class Statement;
+
+class Store {
+ public:
+  // Writers exclude each other for as long as the store is open, so that a run finds at its end
+  // what it planned with; readers exclude nobody.
+  enum class Mode { OpenOrCreate, OpenExisting, Read };
+
+  Store(const std::string& folder, Mode mode);
+  ~Store();
+  Store(const Store&) = delete;
+  Store& operator=(const Store&) = delete;
+
+  static std::string FilePath(const std::string& folder);
+  // True when the folder holds a partner's store.
+  static bool IsPartner(const std::string& folder);
+
+  std::string Setting(std::string_view name, std::string_view otherwise = {});
+  void SetSetting(std::string_view name, std::string_view value);
+
+  // A new identifier for a record, different from all that any desktop or device makes:
+  // PC, the time in two halves, a counter and a word of this store, in hexadecimal.
+  std::u16string NewIdentifier(uint64_t now);
+
+  // Records. Deleted ones are left out of List, Count and FindByRecordId.
+  std::vector<StoredRecord> List(int folder);
+  int64_t Count(int folder);
+  std::optional<StoredRecord> Find(int64_t id);
+  std::vector<StoredRecord> FindByRecordId(int folder, std::u16string_view recordId);
+  int64_t Insert(int folder, std::u16string_view recordId, const Bytes& packet);
+  void Update(int64_t id, std::u16string_view recordId, const Bytes& packet);
+  // The record goes at once when no device has it, else when the last link to it is dropped.
+  void Delete(int64_t id);
+
+  // Devices and links.
+  std::vector<StoredDevice> Devices();
+  std::optional<StoredDevice> FindDevice(std::string_view deviceId, int partner);
+  int64_t AddDevice(std::string_view deviceId, int partner);
+  void UpdateDevice(const StoredDevice& device);
+  std::vector<Link> Links(int64_t device, int folder);
+  // Records of the folder, not deleted, that this device has no link to.
+  std::vector<int64_t> Unlinked(int64_t device, int folder);
+  // Says that device and desktop now both hold the record as it is stored.
+  void SetLink(int64_t device, int folder, uint32_t oid, int64_t record);
+  void DropLink(int64_t device, int folder, uint32_t oid);
+  void DropLinks(int64_t device);
+  // The last common packet of a link; empty when the link is unknown.
+  Bytes Base(int64_t device, int folder, uint32_t oid);
+
+  // Empty when the file is sound, else what SQLite says.
+  std::string IntegrityProblem();
+
+  class Transaction {
+   public:
+    explicit Transaction(Store& store);
+    ~Transaction();  // rolls back unless committed
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+    void Commit();
+
+   private:
+    Store& store_;
+    bool open_ = true;
+  };
+
+ private:
+  friend class Statement;
+  void Execute(const char* sql);
+  void LockForWriting(const std::string& folder);
+  void CreateSchema();
+  int64_t NextChange();
+  void PurgeIfUnused(int64_t record);
+  [[noreturn]] void Fail(const char* doing);
+  sqlite3_stmt* Prepared(const char* sql);
+
+  int lockFile_ = -1;
+  sqlite3* database_ = nullptr;
+  std::string path_;
+  std::vector<std::pair<const char*, sqlite3_stmt*>> statements_;  // by address of the text
+};
+
+}  // namespace wkt

@@ -1,0 +1,79 @@
+#include "desktop/partner/Zone.h"
+
+#include <fmt/format.h>
+#include <unicode/basictz.h>
+#include <unicode/unistr.h>
+
+#include "desktop/partner/Failure.h"
+#include "desktop/partner/Instant.h"
+
+namespace wkt {
+
+namespace {
+
+// ICU counts milliseconds since 1970.
+double ToMilliseconds(uint64_t ticks) {
+  return (static_cast<double>(ticks / kTicksPerSecond) -
+          static_cast<double>(kTicksToUnixEpoch / kTicksPerSecond)) *
+         1000.0;
+}
+
+uint64_t Shift(uint64_t ticks, int64_t minutes) {
+  const int64_t shifted =
+      static_cast<int64_t>(ticks) + minutes * static_cast<int64_t>(kTicksPerMinute);
+  return shifted < 0 ? 0 : static_cast<uint64_t>(shifted);
+}
+
+}  // namespace
+
+struct Zone::Rules {
+  std::unique_ptr<icu::BasicTimeZone> zone;
+};
+
+Zone::Zone(const std::string& name) : name_(name), rules_(std::make_unique<Rules>()) {
+  std::unique_ptr<icu::TimeZone> zone(
+      icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(name)));
+  // ICU answers a name that it does not know with a zone of its own.
+  auto* basic = zone && *zone != icu::TimeZone::getUnknown()
+                    ? dynamic_cast<icu::BasicTimeZone*>(zone.get())
+                    : nullptr;
+  if (!basic) {
+    throw Failure("there is no time zone '" + name + "'; expected a name such as Europe/Vienna",
+                  ExitCode::Usage);
+  }
+  (void)zone.release();
+  rules_->zone.reset(basic);
+}
+
+Zone::~Zone() = default;
+Zone::Zone(Zone&&) noexcept = default;
+Zone& Zone::operator=(Zone&&) noexcept = default;
+
+int Zone::OffsetMinutes(uint64_t utc) const {
+  int32_t raw = 0;
+  int32_t daylight = 0;
+  UErrorCode error = U_ZERO_ERROR;
+  rules_->zone->getOffset(ToMilliseconds(utc), false, raw, daylight, error);
+  return U_FAILURE(error) ? 0 : (raw + daylight) / 60'000;
+}
+
+uint64_t Zone::ToLocal(uint64_t utc) const {
+  return Shift(utc, OffsetMinutes(utc));
+}
+
+uint64_t Zone::ToUtc(uint64_t local) const {
+  int32_t raw = 0;
+  int32_t daylight = 0;
+  UErrorCode error = U_ZERO_ERROR;
+  rules_->zone->getOffsetFromLocal(ToMilliseconds(local), UCAL_TZ_LOCAL_FORMER,
+                                   UCAL_TZ_LOCAL_FORMER, raw, daylight, error);
+  return Shift(local, U_FAILURE(error) ? 0 : -(raw + daylight) / 60'000);
+}
+
+std::string Zone::Text(uint64_t utc) const {
+  const int offset = OffsetMinutes(utc);
+  return fmt::format("{}{}{:02}:{:02}", ClockText(Shift(utc, offset)), offset < 0 ? '-' : '+',
+                     std::abs(offset) / 60, std::abs(offset) % 60);
+}
+
+}  // namespace wkt

@@ -1,0 +1,389 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "WktDevCommon/SyncJobDatabase.h"
+#include "WktDevCommon/SyncWktTypeDatabase.h"
+#include "host/control/Desk.h"
+#include "platform/Files.h"
+#include "tests/WktDevCommon/DatabaseTest.h"
+#include "tests/support/RawDatabase.h"
+#include "tests/support/RecordedCalls.h"
+
+namespace {
+
+using wkt::test::ExpectLog;
+using wkt::test::FailingCall;
+using wkt::test::RawDatabase;
+using wkt::test::RawJob;
+using wkt::test::RawType;
+using wkt::test::RecordedCalls;
+using Oids = std::vector<CEOID>;
+
+constexpr char16_t kSynchronized[] = u"0010100000000000000";
+constexpr char16_t kEditedWhileSynchronized[] = u"0010101000000000000";
+constexpr CEPROPID kJobFlags = 0x400B001F;
+constexpr CEPROPID kTypeFlags = 0x4029001F;
+constexpr CEPROPID kJobStart = 0x40080040;
+constexpr CEPROPID kTypeCreation = 0x40240040;
+
+// Opens up the field that nothing in the program writes.
+class VolumeJobDatabase : public CSyncJobDatabase {
+ public:
+  using CSyncJobDatabase::CSyncJobDatabase;
+  void SetVolume(const CEGUID& guid) { volumeGuid = guid; }
+};
+
+class SyncDatabase : public DatabaseTest {
+ protected:
+  ~SyncDatabase() override {
+    if (info.poid)
+      LocalFree(info.poid);
+  }
+
+  // Jobs one after another in the order of the database, by their flag texts.
+  Oids AddJobs(const std::vector<std::u16string>& flags) {
+    RawDatabase raw(u"WktDevJobs");
+    Oids made;
+    uint64_t start = 1000;
+    for (const std::u16string& text : flags)
+      made.push_back(raw.Add(RawJob(u"J").Set(kJobFlags, text).Set(kJobStart, ++start)));
+    return made;
+  }
+  CEOID AddType(int32_t kind, const char16_t* flags, uint64_t creation = 5) {
+    return RawDatabase(u"WktDevTypes")
+        .Add(RawType(u"T1", kind).Set(kTypeFlags, flags).Set(kTypeCreation, creation));
+  }
+
+  template <class Database>
+  HRESULT FindIn(const WCHAR* name, DWORD partner) {
+    Database database(name);
+    EXPECT_TRUE(database.Open(TRUE));
+    return database.ReadFindObjectInfo(&info, partner);
+  }
+  HRESULT FindJobs(DWORD partner = 0) { return FindIn<CSyncJobDatabase>(u"WktDevJobs", partner); }
+  HRESULT FindTypes(DWORD partner = 0) {
+    return FindIn<CSyncWktTypeDatabase>(u"WktDevTypes", partner);
+  }
+  [[nodiscard]] Oids Listed() const {
+    return info.poid ? Oids(info.poid, info.poid + info.cUnChg + info.cChg) : Oids();
+  }
+
+  FINDOBJINFO info = {};
+};
+
+TEST_F(SyncDatabase, ListsUnchangedFromTheFrontAndChangedFromTheBack) {
+  const Oids oids = AddJobs({u"0010000000000000000", kSynchronized, u"0010000000000000000",
+                             kSynchronized, u"0010010000000000000"});
+  EXPECT_EQ(FindJobs(), S_OK);
+  EXPECT_EQ(info.cUnChg, 2u);
+  EXPECT_EQ(info.cChg, 3u);
+  EXPECT_EQ(Listed(), (Oids{oids[1], oids[3], oids[4], oids[2], oids[0]}));
+  EXPECT_EQ(info.lpbVolumeID, nullptr);
+  EXPECT_EQ(info.cbVolumeID, 0u);
+}
+
+TEST_F(SyncDatabase, LooksAtThePartnerAsked) {
+  const Oids oids = AddJobs({u"0010010000000000000", kSynchronized});
+  EXPECT_EQ(FindJobs(1), S_OK);
+  EXPECT_EQ(Listed(), (Oids{oids[0], oids[1]}));
+  EXPECT_EQ(info.cUnChg, 1u);
+}
+
+TEST_F(SyncDatabase, ReportsEveryRecordAsChangedToAPartnerBeyondTheSecond) {
+  AddJobs({u"0010110000000000000", u"0010110000000000000"});
+  for (const DWORD partner : {2u, 7u, 0xFFFFFFFFu}) {
+    EXPECT_EQ(FindJobs(partner), S_OK);
+    EXPECT_EQ(info.cChg, 2u);
+    EXPECT_EQ(info.cUnChg, 0u);
+    LocalFree(info.poid);
+    info = {};
+  }
+}
+
+TEST_F(SyncDatabase, FillsTheListFromTheFrontWhenAllAreSynchronized) {
+  const Oids oids = AddJobs({kSynchronized, kSynchronized, kSynchronized});
+  EXPECT_EQ(FindJobs(), S_OK);
+  EXPECT_EQ(info.cChg, 0u);
+  EXPECT_EQ(info.cUnChg, 3u);
+  EXPECT_EQ(Listed(), oids);
+}
+
+TEST_F(SyncDatabase, FillsTheListFromTheEndWhenNoneIsSynchronized) {
+  const Oids oids = AddJobs({u"0010000000000000000", u"0010010000000000000"});
+  EXPECT_EQ(FindJobs(), S_OK);
+  EXPECT_EQ(info.cUnChg, 0u);
+  EXPECT_EQ(Listed(), (Oids{oids[1], oids[0]}));
+}
+
+TEST_F(SyncDatabase, LeavesTheStructureAloneForAnEmptyDatabase) {
+  info.cChg = 77;
+  info.cUnChg = 78;
+  log.Take();
+  EXPECT_EQ(FindJobs(), S_OK);
+  EXPECT_EQ(info.poid, nullptr);
+  EXPECT_EQ(info.cChg, 77u);
+  EXPECT_EQ(info.cUnChg, 78u);
+  const Lines lines = log.Take();
+  EXPECT_EQ(LinesWith(lines, "Database is empty"), Lines{"256 Database is empty"});
+  EXPECT_EQ(LinesWith(lines, "HRESULT"), Lines{"8 Result (HRESULT) = 0"});
+}
+
+TEST_F(SyncDatabase, CallsThePlatformInThisOrder) {
+  const Oids oids = AddJobs({u"0010000000000000000", kEditedWhileSynchronized});
+  CSyncJobDatabase database(u"WktDevJobs");
+  ASSERT_TRUE(database.Open(FALSE));
+  RecordedCalls calls;
+  EXPECT_EQ(database.ReadFindObjectInfo(&info, 0), S_OK);
+  const std::string read = "CeReadRecordPropsEx(ptr, 1, ptr, null, ptr, ptr, null)";
+  EXPECT_EQ(calls.Take(),
+            (Lines{
+                "CeFindFirstDatabaseEx(null, 291166)",
+                "CeFindNextDatabase(ptr)",
+                "CeOidGetInfoEx2(ptr, " + std::to_string(database.GetOid()) + ", ptr)",
+                "CloseHandle(ptr)",
+                "LocalAlloc(64, 8)",
+                "CeSeekDatabaseEx(ptr, 2, 0, 0, null)",
+                read,
+                "LocalFree(ptr)",
+                read,
+                "WaitForSingleObject(ptr, 10000)",
+                "CeWriteRecordProps(ptr, " + std::to_string(oids[1]) + ", 22, ptr)",
+                "ReleaseMutex(ptr)",
+                "LocalFree(ptr)",
+                read,
+            }));
+}
+
+TEST_F(SyncDatabase, LogsTheEnumerationOfJobs) {
+  AddJobs({u"0010000000000000000", kEditedWhileSynchronized});
+  CSyncJobDatabase database(u"WktDevJobs");
+  ASSERT_TRUE(database.Open(FALSE));
+  log.Take();
+  EXPECT_EQ(database.ReadFindObjectInfo(&info, 0), S_OK);
+  ExpectLog(log, {
+                     ">CSyncJobDatabase::ReadFindObjectInfo",
+                     "4 pFindObjectInfo = A9; pcNumber = 0",
+                     ">CDatabaseAid::GetDatabaseInfo",
+                     ">CDatabaseAid::FindDatabase",
+                     "4 pDBName = 'WktDevJobs'",
+                     "256 Record count = 2",
+                     "8 Result (CEOID) = O1",
+                     "<CDatabaseAid::FindDatabase",
+                     "8 Result (BOOL) = 1",
+                     "<CDatabaseAid::GetDatabaseInfo",
+                     "256 Record count = 2",
+                     "256 OID = O2",
+                     ">CJobDatabase::CreateRecord",
+                     ">CJobLean::CJobLean",
+                     "4 Make new = 0",
+                     "512 this = A1",
+                     "<CJobLean::CJobLean",
+                     "<CJobDatabase::CreateRecord",
+                     ">CJobDatabase::FillJobBase",
+                     "256 Title = 'Title'",
+                     "256 Local day = 3/2/26 00:00",
+                     "<CJobDatabase::FillJobBase",
+                     "256 Job id = 'J'; Title = 'Title'",
+                     "256 Job is not synchronized",
+                     ">CJobLean::~CJobLean",
+                     "512 this = A1",
+                     "<CJobLean::~CJobLean",
+                     "256 OID = O3",
+                     ">CJobDatabase::CreateRecord",
+                     ">CJobLean::CJobLean",
+                     "4 Make new = 0",
+                     "512 this = A1",
+                     "<CJobLean::CJobLean",
+                     "<CJobDatabase::CreateRecord",
+                     ">CJobDatabase::FillJobBase",
+                     "256 Title = 'Title'",
+                     "256 Local day = 3/2/26 00:00",
+                     "<CJobDatabase::FillJobBase",
+                     "256 Job id = 'J'; Title = 'Title'",
+                     "256 Job is synchronized",
+                     "256 Clearing 'changed during sync' flag",
+                     ">CJobDatabase::ModifyJob",
+                     "512 Job id = 'J'; Title = 'Title'",
+                     ">CJobDatabase::AllocPropertyArray",
+                     "<CJobDatabase::AllocPropertyArray",
+                     ">CJobDatabase::FillPropValArray",
+                     "256 Title = Title",
+                     "256 Local day = 3/2/26 00:00",
+                     "<CJobDatabase::FillPropValArray",
+                     "512 Modification time = 3/2/26 11:00:00",
+                     "8 Result (bool) = 1",
+                     "<CJobDatabase::ModifyJob",
+                     ">CJobLean::~CJobLean",
+                     "512 this = A1",
+                     "<CJobLean::~CJobLean",
+                     "256 Changed = 1; Unchanged = 1; Total = 2",
+                     "8 Result (HRESULT) = 0",
+                     "<CSyncJobDatabase::ReadFindObjectInfo",
+                 });
+}
+
+TEST_F(SyncDatabase, LogsTheEnumerationOfTypes) {
+  AddType(3, u"1001000000000000000");
+  CSyncWktTypeDatabase database(u"WktDevTypes");
+  ASSERT_TRUE(database.Open(FALSE));
+  log.Take();
+  EXPECT_EQ(database.ReadFindObjectInfo(&info, 1), S_OK);
+  info.uFlags = FO_MORE_VOLUME;
+  const Lines lines = log.Take();
+  const auto from = std::find(lines.begin(), lines.end(), "<CDatabaseAid::GetDatabaseInfo");
+  ASSERT_NE(from, lines.end());
+  ExpectLog(Lines(from, lines.end()), {
+                                          "<CDatabaseAid::GetDatabaseInfo",
+                                          "256 Record count = 1",
+                                          "256 OID = O1",
+                                          "256 Type of type = 3",
+                                          ">CWktTypeDatabase::CreateRecord",
+                                          ">CWktTypeLean::CWktTypeLean",
+                                          "4 Make new = 0",
+                                          "256 this = A1",
+                                          "<CWktTypeLean::CWktTypeLean",
+                                          "<CWktTypeDatabase::CreateRecord",
+                                          "256 Type id = 'T1'; Name = 'Name'",
+                                          "256 Type is not synchronized",
+                                          ">CWktTypeLean::~CWktTypeLean",
+                                          "512 this = A1",
+                                          "<CWktTypeLean::~CWktTypeLean",
+                                          "256 Changed = 1; Unchanged = 0; Total = 1",
+                                          "8 Result (HRESULT) = 0",
+                                          "<CSyncWktTypeDatabase::ReadFindObjectInfo",
+                                      });
+}
+
+TEST_F(SyncDatabase, AJobKeepsItsModificationTimeWhenTheMarkIsCleared) {
+  const Oids oids = AddJobs({kEditedWhileSynchronized});
+  const uint64_t before = RawDatabase(u"WktDevJobs").Read(oids[0])->Time(0x40020040);
+  EXPECT_EQ(FindJobs(), S_OK);
+  EXPECT_EQ(info.cUnChg, 1u);
+  const auto after = RawDatabase(u"WktDevJobs").Read(oids[0]);
+  EXPECT_EQ(after->Text(kJobFlags), kSynchronized);
+  EXPECT_EQ(after->Time(0x40020040), before);
+}
+
+// The gate of the mark's setter: it works only while position 3 is on.
+TEST_F(SyncDatabase, ATypeIsStampedWhenTheMarkIsCleared) {
+  const CEOID gateOn = AddType(1, u"1011100000000000000", 1);
+  const CEOID gateOff = AddType(1, u"1010100000000000000", 2);
+  RecordedCalls calls;
+  EXPECT_EQ(FindTypes(), S_OK);
+  int writes = 0;
+  for (const std::string& call : calls.Take())
+    writes += call.starts_with("CeWriteRecordProps");
+  EXPECT_EQ(writes, 2);
+  EXPECT_EQ(info.cUnChg, 2u);
+  RawDatabase raw(u"WktDevTypes");
+  EXPECT_EQ(raw.Read(gateOn)->Text(kTypeFlags), u"1001100000000000000");
+  EXPECT_EQ(raw.Read(gateOn)->Time(0x40230040), wkt::test::kStartTicks);
+  EXPECT_EQ(raw.Read(gateOff)->Text(kTypeFlags), u"1010100000000000000");
+  EXPECT_NE(raw.Read(gateOff)->Time(0x40230040), wkt::test::kStartTicks);
+}
+
+TEST_F(SyncDatabase, ListsATypeOfAnUnknownKindAsChanged) {
+  const CEOID known = AddType(1, u"1001000000000000000", 1);
+  const CEOID unknown = AddType(9, u"1001000000000000000", 2);
+  log.Take();
+  EXPECT_EQ(FindTypes(), S_OK);
+  EXPECT_EQ(Listed(), (Oids{known, unknown}));
+  EXPECT_EQ(info.cChg, 1u);
+  const Lines lines = log.Take();
+  const auto from = std::find(lines.begin(), lines.end(), "256 Type of type = 9");
+  ASSERT_NE(from, lines.end());
+  ExpectLog(Lines(from, from + 4),
+            {"256 Type of type = 9", ">CWktTypeDatabase::CreateRecord",
+             "<CWktTypeDatabase::CreateRecord", "256 Type is not synchronized"});
+}
+
+TEST_F(SyncDatabase, FreesTheListWhenTheManagerIsDone) {
+  AddJobs({kSynchronized});
+  EXPECT_EQ(FindJobs(), S_OK);
+  info.uFlags = FO_DONE_ONE_VOL | FO_MORE_VOLUME;
+  CSyncJobDatabase closed(u"WktDevJobs");
+  log.Take();
+  RecordedCalls calls;
+  EXPECT_EQ(closed.ReadFindObjectInfo(&info, 0), S_OK);
+  EXPECT_EQ(closed.ReadFindObjectInfo(&info, 0), S_OK);
+  EXPECT_EQ(calls.Take(), Lines{"LocalFree(ptr)"});
+  EXPECT_EQ(info.poid, nullptr);
+  EXPECT_EQ(LinesWith(log.Take(), "Flag"),
+            (Lines{"256 Flag = FO_DONE_ONE_VOL", "256 Flag = FO_MORE_VOLUME",
+                   "256 Flag = FO_DONE_ONE_VOL", "256 Flag = FO_MORE_VOLUME"}));
+}
+
+TEST_F(SyncDatabase, FailsWhenItIsNotOpen) {
+  CSyncJobDatabase closed(u"WktDevJobs");
+  log.Take();
+  EXPECT_EQ(closed.ReadFindObjectInfo(&info, 0), E_UNEXPECTED);
+  ExpectLog(log, {">CSyncJobDatabase::ReadFindObjectInfo", "4 pFindObjectInfo = A1; pcNumber = 0",
+                  "16 Database not open", "8 Result (HRESULT) = -2147418113",
+                  "<CSyncJobDatabase::ReadFindObjectInfo"});
+}
+
+TEST_F(SyncDatabase, FailsWithoutDescriptionOrMemory) {
+  AddJobs({kSynchronized});
+  CSyncJobDatabase database(u"WktDevJobs");
+  ASSERT_TRUE(database.Open(FALSE));
+  log.Take();
+  {
+    const FailingCall failure("CeOidGetInfoEx2", 1, ERROR_INVALID_HANDLE);
+    EXPECT_EQ(database.ReadFindObjectInfo(&info, 0), E_UNEXPECTED);
+  }
+  EXPECT_EQ(LinesWith(log.Take(), "32 "), Lines{"32 Failed to get database info"});
+  const FailingCall failure("LocalAlloc", 1, ERROR_NOT_ENOUGH_MEMORY);
+  EXPECT_EQ(database.ReadFindObjectInfo(&info, 0), E_UNEXPECTED);
+  EXPECT_EQ(LinesWith(log.Take(), "32 "), Lines{"32 Out of memory"});
+  EXPECT_EQ(info.poid, nullptr);
+}
+
+TEST_F(SyncDatabase, ReportsNothingWhenTheSeekFails) {
+  AddJobs({kSynchronized, kSynchronized});
+  const FailingCall failure("CeSeekDatabaseEx", 1, ERROR_SEEK);
+  info.cChg = info.cUnChg = 9;
+  log.Take();
+  EXPECT_EQ(FindJobs(), S_OK);
+  EXPECT_EQ(info.cChg, 0u);
+  EXPECT_EQ(info.cUnChg, 0u);
+  EXPECT_EQ(LinesWith(log.Take(), "Total"), Lines{"256 Changed = 0; Unchanged = 0; Total = 2"});
+}
+
+// Marks are cleared on the way, so these records are written back while they are enumerated.
+TEST_F(SyncDatabase, ListsTheSameWhereAWriteMovesThePosition) {
+  std::vector<std::u16string> flags;
+  for (int i = 0; i < 40; ++i)
+    flags.push_back(i % 3 ? kEditedWhileSynchronized : kSynchronized);
+  flags[7] = u"0010000000000000000";
+  AddJobs(flags);
+  EXPECT_EQ(FindJobs(), S_OK);
+  const Oids expected = Listed();
+  EXPECT_EQ(info.cUnChg, 39u);
+  LocalFree(info.poid);
+  info = {};
+  RawDatabase raw(u"WktDevJobs");
+  for (size_t i = 0; i < flags.size(); ++i)
+    raw.Write(raw.List()[i], wkt::test::RawRecord().Set(kJobFlags, flags[i]));
+  device.SetCursorModel(wkt::control::CursorModel::WriteMovesPosition);
+  EXPECT_EQ(FindJobs(), S_OK);
+  EXPECT_EQ(Listed(), expected);
+  EXPECT_EQ(info.cUnChg, 39u);
+  EXPECT_EQ(info.cChg, 1u);
+}
+
+TEST_F(SyncDatabase, NamesAVolumeThatItLivesOn) {
+  WCHAR path[] = u"\\cards.vol";
+  CEGUID volume = {};
+  ASSERT_TRUE(CeMountDBVol(&volume, path, CREATE_NEW));
+  VolumeJobDatabase database(u"WktDevJobs");
+  database.SetVolume(volume);
+  ASSERT_TRUE(database.Open(TRUE));
+  EXPECT_EQ(database.ReadFindObjectInfo(&info, 0), S_OK);
+  ASSERT_EQ(info.cbVolumeID, 16u);
+  EXPECT_EQ(std::memcmp(info.lpbVolumeID, &volume, 16), 0);
+  EXPECT_FALSE(wkt::test::HasDatabase(u"WktDevJobs"));
+}
+
+}  // namespace

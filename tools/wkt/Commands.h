@@ -1,0 +1,27 @@
+// The command's sub-commands. Each adds itself to the command line; its callback does the work and
+// returns through `exitCode`.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+#include "desktop/partner/Failure.h"
+#include "tools/wkt/Output.h"
+
+namespace wkt::tool {
+
+struct Shell {
+  CLI::App& app;
+  OutputOptions output;
+  ExitCode exitCode = ExitCode::Done;
+  std::string program;  // path of the command itself
+};
+
+void AddDeviceCommands(Shell& shell);
+void AddRecordCommands(Shell& shell);
+void AddSyncCommand(Shell& shell);
+
+// A sub-command with its texts from the table of help (name with blanks: "device new").
+CLI::App* AddCommand(Shell& shell, CLI::App& parent, const std::string& name);
+
+}  // namespace wkt::tool

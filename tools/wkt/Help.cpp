@@ -1,0 +1,77 @@
+#include "tools/wkt/Help.h"
+
+#include <cassert>
+
+namespace wkt::tool {
+
+namespace {
+
+constexpr CommandHelp kHelp[] = {
+    {"device", "Make and change devices on the desk", "", ""},
+    {"device new", "Make a device and install the libraries on it",
+     "The folder must not exist or be empty. Libraries are copied and the registry is written as "
+     "an installer would.",
+     "wkt device new pocket\n"
+     "wkt device new pocket --zone Europe/Vienna --locale de-AT --clock 2026-03-01T08:00Z --log"},
+    {"device show", "Show a device's settings", "", "wkt device show pocket --json"},
+    {"device set", "Change a device's settings",
+     "A clock that is named stands still; 'run' lets it go with the machine's again.",
+     "wkt device set pocket --clock 2026-03-02T08:00Z\nwkt device set pocket --durability relaxed"},
+    {"job", "Daily jobs of a device or a partner", "", ""},
+    {"favorite", "Favourite jobs of a device or a partner", "", ""},
+    {"type", "Work types, projects, teamwork and persons of a device or a partner", "", ""},
+    {"job list", "List records", "", "wkt job list pocket --from 2026-03-01 --to 2026-03-31"},
+    {"job show", "Show one record with all its fields",
+     "RECORD is a title, an identifier or #number.",
+     "wkt job show pocket 'Weekly meeting'\nwkt job show pocket '#1048582' --json"},
+    {"job add", "Add a record", "Times without offset are of the device's or the partner's zone.",
+     "wkt job add pocket --title 'Weekly meeting' --start '2026-03-02 09:00' --end '2026-03-02 "
+     "10:30'"},
+    {"job change", "Change a record", "",
+     "wkt job change desk 'Weekly meeting' --comment 'moved to room 4'"},
+    {"job delete", "Delete a record", "", "wkt job delete pocket 'Weekly meeting'"},
+    {"favorite list", "List records", "", "wkt favorite list pocket"},
+    {"favorite show", "Show one record with all its fields", "", "wkt favorite show pocket Lunch"},
+    {"favorite add", "Add a record", "", "wkt favorite add pocket --title Lunch"},
+    {"favorite change", "Change a record", "", "wkt favorite change pocket Lunch --title Break"},
+    {"favorite delete", "Delete a record", "", "wkt favorite delete pocket Lunch"},
+    {"type list", "List records", "", "wkt type list pocket"},
+    {"type show", "Show one record with all its fields", "", "wkt type show pocket Garden"},
+    {"type add", "Add a record",
+     "Kinds: 1 work type, 2 project (may have a parent), 3 person, 4 teamwork, 5 list.",
+     "wkt type add pocket --kind 2 --name Garden\nwkt type add pocket --kind 2 --name Pond "
+     "--parent Garden"},
+    {"type change", "Change a record", "",
+     "wkt type change desk Garden --comment 'behind the house'"},
+    {"type delete", "Delete a record", "", "wkt type delete desk Garden"},
+    {"sync", "Synchronise a device with a desktop partner",
+     "Carries new, changed and deleted records both ways and reads back what travelled. The "
+     "partner's folder is made when it is "
+     "missing. A first run deletes nothing; deleting more than a quarter of a folder, and more "
+     "than ten records, is refused "
+     "without --allow-delete. Exit codes: 0 done, 1 done with conflicts, 2 usage, 3 some records "
+     "failed, 4 failed and nothing "
+     "changed, 5 refused.",
+     "wkt sync pocket desk\n"
+     "wkt sync pocket desk --dry-run\n"
+     "wkt sync pocket office --partner 2 --conflict both\n"
+     "wkt sync pocket desk --trace run.jsonl --json"},
+};
+
+}  // namespace
+
+std::span<const CommandHelp> AllHelp() {
+  return kHelp;
+}
+
+const CommandHelp& HelpOf(std::string_view name) {
+  for (const CommandHelp& help : kHelp) {
+    if (name == help.name) {
+      return help;
+    }
+  }
+  assert(!"a command without help");
+  return kHelp[0];
+}
+
+}  // namespace wkt::tool
