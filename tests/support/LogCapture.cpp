@@ -102,6 +102,14 @@ LogLines FilterLog(const LogLines& lines) {
   return filtered;
 }
 
+LogLines WithoutAddresses(const LogLines& lines) {
+  static const std::regex address("((this|Bytes|pFindObjectInfo) = )[-0-9A-Z]+");
+  LogLines flattened;
+  for (const std::string& line : lines)
+    flattened.push_back(std::regex_replace(line, address, "$1A"));
+  return flattened;
+}
+
 void ExpectLog(const LogLines& actual, const LogLines& expected) {
   const LogLines got = FilterLog(actual);
   const LogLines wanted = FilterLog(expected);

@@ -36,6 +36,10 @@ class LogCapture {
 // in lines about a wrong database.
 LogLines FilterLog(const LogLines& lines);
 
+// Every address as the one word "A": where objects lie and whether one takes another's place is the
+// allocator's affair.
+LogLines WithoutAddresses(const LogLines& lines);
+
 // Both sides go through the filter, so an expectation may say "this = A1" or any other word.
 void ExpectLog(const LogLines& actual, const LogLines& expected);
 void ExpectLog(LogCapture& capture, const LogLines& expected);
