@@ -1,0 +1,270 @@
+// Several processes on one device: mutexes, windows, registry, share modes, and what a killed one
+// leaves.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "host/control/DeskWindow.h"
+#include "platform/Files.h"
+#include "platform/Kernel.h"
+#include "platform/Registry.h"
+#include "platform/Window.h"
+#include "tests/host/PeerProcess.h"
+#include "tests/support/DeskDevice.h"
+
+namespace {
+
+using wkt::test::PeerProcess;
+
+class Processes : public wkt::test::DeskDeviceTest {
+ protected:
+  PeerProcess peer{device.Folder()};
+};
+
+uint32_t PeerValue(const char16_t* name) {
+  HKEY key = nullptr;
+  EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"Peer", 0, KEY_READ, &key), ERROR_SUCCESS);
+  uint32_t number = 0;
+  DWORD count = sizeof(number);
+  EXPECT_EQ(RegQueryValueExW(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(&number), &count),
+            ERROR_SUCCESS);
+  RegCloseKey(key);
+  return number;
+}
+
+TEST_F(Processes, ShareMutexesByName) {
+  HANDLE mutex = CreateMutexW(nullptr, TRUE, u"shared");
+  EXPECT_EQ(peer.Ask("mutex shared 1"), "183");
+  EXPECT_EQ(peer.Ask("wait 0"), "258");
+  EXPECT_EQ(peer.Ask("release"), "0");
+  EXPECT_TRUE(ReleaseMutex(mutex));
+  EXPECT_EQ(peer.Ask("wait 0"), "0");
+  EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_TIMEOUT);
+  EXPECT_EQ(peer.Ask("release"), "1");
+  EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_OBJECT_0);
+  CloseHandle(mutex);
+}
+
+TEST_F(Processes, ReleaseWakesTheOthersWaiter) {
+  HANDLE mutex = CreateMutexW(nullptr, TRUE, u"shared");
+  peer.Ask("mutex shared 0");
+  peer.Send("wait 10000");
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  const auto start = std::chrono::steady_clock::now();
+  ReleaseMutex(mutex);
+  EXPECT_EQ(peer.Read(), "0");
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  CloseHandle(mutex);
+}
+
+TEST_F(Processes, KilledOwnerAbandonsItsMutex) {
+  HANDLE mutex = CreateMutexW(nullptr, FALSE, u"shared");
+  peer.Ask("mutex shared 0");
+  EXPECT_EQ(peer.Ask("wait 0"), "0");
+  EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_TIMEOUT);
+  peer.Kill();
+  EXPECT_EQ(WaitForSingleObject(mutex, 1000), WAIT_ABANDONED);
+  EXPECT_TRUE(ReleaseMutex(mutex));
+  EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_OBJECT_0);
+  CloseHandle(mutex);
+}
+
+TEST_F(Processes, OwnerThatNobodyReapedHasAbandonedToo) {
+  HANDLE mutex = CreateMutexW(nullptr, FALSE, u"shared");
+  peer.Ask("mutex shared 0");
+  peer.Ask("wait 0");
+  peer.KillWithoutReaping();
+  EXPECT_EQ(WaitForSingleObject(mutex, 1000), WAIT_ABANDONED);
+  CloseHandle(mutex);
+}
+
+TEST_F(Processes, WaiterLearnsThatTheOwnerDied) {
+  HANDLE mutex = CreateMutexW(nullptr, FALSE, u"shared");
+  peer.Ask("mutex shared 0");
+  peer.Ask("wait 0");
+  DWORD result = 0xDEAD;
+  std::thread waiter([&] { result = WaitForSingleObject(mutex, INFINITE); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(30));
+  peer.Kill();
+  waiter.join();
+  EXPECT_EQ(result, WAIT_ABANDONED);
+  CloseHandle(mutex);
+}
+
+TEST_F(Processes, KilledProcessTakesItsNamesAlong) {
+  EXPECT_EQ(peer.Ask("mutex gone 1"), "0");
+  peer.Kill();
+  HANDLE mutex = CreateMutexW(nullptr, FALSE, u"gone");
+  EXPECT_EQ(GetLastError(), 0u);
+  EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_OBJECT_0);
+  CloseHandle(mutex);
+}
+
+TEST_F(Processes, PostMessagesToEachOther) {
+  EXPECT_EQ(FindWindowW(u"WCE_WktDev", nullptr), nullptr);
+  EXPECT_EQ(peer.Ask("window WCE_WktDev"), "0");
+  HWND window = FindWindowW(u"wce_wktdev", nullptr);
+  ASSERT_NE(window, nullptr);
+  EXPECT_TRUE(PostMessageW(window, WM_USER + 101, 7, -8));
+  EXPECT_TRUE(PostMessageW(window, WM_USER + 102, 0, 0));
+  EXPECT_EQ(peer.Ask("take 1000"), "1125 7 -8");
+  EXPECT_EQ(peer.Ask("take 1000"), "1126 0 0");
+  EXPECT_EQ(peer.Ask("take 0"), "none");
+}
+
+TEST_F(Processes, PostWakesTheReceiver) {
+  peer.Ask("window W");
+  HWND window = FindWindowW(u"W", nullptr);
+  peer.Send("take 10000");
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  EXPECT_TRUE(PostMessageW(window, WM_USER, 1, 2));
+  EXPECT_EQ(peer.Read(), "1024 1 2");
+}
+
+TEST_F(Processes, WindowsOfDeadProcessesVanish) {
+  peer.Ask("window W");
+  HWND window = FindWindowW(u"W", nullptr);
+  ASSERT_NE(window, nullptr);
+  peer.Kill();
+  EXPECT_FALSE(PostMessageW(window, WM_USER, 0, 0));
+  EXPECT_EQ(GetLastError(), 1400u);
+  EXPECT_EQ(FindWindowW(u"W", nullptr), nullptr);
+}
+
+TEST_F(Processes, ClosedWindowsVanish) {
+  peer.Ask("window W");
+  HWND window = FindWindowW(u"W", nullptr);
+  peer.Ask("closewindow");
+  EXPECT_FALSE(PostMessageW(window, WM_USER, 0, 0));
+  EXPECT_EQ(GetLastError(), 1400u);
+  // A new window in the same place is another.
+  peer.Ask("window W");
+  EXPECT_NE(FindWindowW(u"W", nullptr), window);
+  EXPECT_FALSE(PostMessageW(window, WM_USER, 0, 0));
+}
+
+TEST_F(Processes, SeeEachOthersRegistry) {
+  EXPECT_EQ(peer.Ask("get v"), "error 2");
+  device.SetNumber(u"Peer", u"v", 1);
+  EXPECT_EQ(peer.Ask("get v"), "1");
+  EXPECT_EQ(peer.Ask("set v 2"), "0");
+  EXPECT_EQ(PeerValue(u"v"), 2u);
+  EXPECT_EQ(peer.Ask("set w 3"), "0");
+  device.SetNumber(u"Peer", u"x", 4);
+  EXPECT_EQ(peer.Ask("get w"), "3");
+  EXPECT_EQ(peer.Ask("get x"), "4");
+}
+
+TEST_F(Processes, SeeEachOthersClock) {
+  EXPECT_EQ(peer.Ask("time"), "2026-03-02T08:00:00Z");
+  device.FreezeClock("2027-01-01T00:00:00Z");
+  EXPECT_EQ(peer.Ask("time"), "2027-01-01T00:00:00Z");
+}
+
+// Two count up in one registry and are killed at some instant: what each told is there, and at most
+// the one write that it had in flight besides.
+TEST_F(Processes, KilledWritersLeaveAWholeRegistry) {
+  for (int round = 0; round < 5; ++round) {
+    PeerProcess one(device.Folder()), other(device.Folder());
+    one.Send("count one");
+    other.Send("count other");
+    uint32_t toldByOne = 0, toldByOther = 0;
+    for (int i = 0; i < 20 + 7 * round; ++i) {
+      toldByOne = static_cast<uint32_t>(std::stoul(one.Read()));
+      toldByOther = static_cast<uint32_t>(std::stoul(other.Read()));
+    }
+    one.KillWithoutReaping();
+    other.KillWithoutReaping();
+    for (std::string line; !(line = one.Read()).empty();)
+      toldByOne = static_cast<uint32_t>(std::stoul(line));
+    for (std::string line; !(line = other.Read()).empty();)
+      toldByOther = static_cast<uint32_t>(std::stoul(line));
+    const uint32_t one1 = PeerValue(u"one"), other1 = PeerValue(u"other");
+    EXPECT_TRUE(one1 == toldByOne || one1 == toldByOne + 1) << one1 << " of " << toldByOne;
+    EXPECT_TRUE(other1 == toldByOther || other1 == toldByOther + 1)
+        << other1 << " of " << toldByOther;
+    // And it can be written again.
+    device.SetNumber(u"Peer", u"after", static_cast<uint32_t>(round));
+    EXPECT_EQ(peer.Ask("get after"), std::to_string(round));
+  }
+}
+
+TEST_F(Processes, ShareModesHoldBetweenProcesses) {
+  EXPECT_EQ(peer.Ask("file \\f 1"), "ok");
+  EXPECT_EQ(CreateFileW(u"\\f", GENERIC_WRITE, 3, nullptr, OPEN_EXISTING, 0, nullptr),
+            INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), 32u);
+  EXPECT_FALSE(DeleteFileW(u"\\f"));
+  EXPECT_EQ(GetLastError(), 32u);
+  peer.Kill();
+  EXPECT_TRUE(DeleteFileW(u"\\f"));
+}
+
+class Windows : public wkt::test::DeskDeviceTest {};
+
+TEST_F(Windows, TopmostOfAClassIsFound) {
+  wkt::control::DeskWindow below(u"Class", u"First"), above(u"CLASS", u"Second"),
+      other(u"Other", u"First");
+  EXPECT_EQ(FindWindowW(u"class", nullptr), above.Handle());
+  EXPECT_EQ(FindWindowW(u"class", u"first"), below.Handle());
+  EXPECT_EQ(FindWindowW(nullptr, u"First"), other.Handle());
+  EXPECT_EQ(FindWindowW(nullptr, nullptr), other.Handle());
+  EXPECT_EQ(FindWindowW(u"class", u"Fir"), nullptr);
+  EXPECT_EQ(FindWindowW(u"clas", nullptr), nullptr);
+  EXPECT_EQ(FindWindowW(u"class ", nullptr), nullptr);
+}
+
+TEST_F(Windows, MessagesKeepTheirOrder) {
+  wkt::control::DeskWindow window;
+  for (UINT i = 0; i < 5; ++i)
+    EXPECT_TRUE(PostMessageW(window.Handle(), WM_USER + i, i, 0));
+  const auto messages = window.TakeAll();
+  ASSERT_EQ(messages.size(), 5u);
+  for (UINT i = 0; i < 5; ++i)
+    EXPECT_EQ(messages[i].message, WM_USER + i);
+}
+
+TEST_F(Windows, FullQueueRefusesAndKeepsWhatItHas) {
+  wkt::control::DeskWindow window;
+  UINT posted = 0;
+  while (PostMessageW(window.Handle(), WM_USER + posted, 0, 0))
+    ++posted;
+  EXPECT_EQ(GetLastError(), 1816u);
+  EXPECT_EQ(posted, 128u);
+  const auto messages = window.TakeAll();
+  ASSERT_EQ(messages.size(), 128u);
+  EXPECT_EQ(messages[127].message, WM_USER + 127);
+  EXPECT_TRUE(PostMessageW(window.Handle(), WM_USER, 0, 0));
+}
+
+TEST_F(Windows, BadHandlesAreTold) {
+  for (HWND bad : {reinterpret_cast<HWND>(uintptr_t{1}), reinterpret_cast<HWND>(uintptr_t{0xFFFF}),
+                   reinterpret_cast<HWND>(~uintptr_t{0})}) {
+    SetLastError(0);
+    EXPECT_FALSE(PostMessageW(bad, WM_USER, 0, 0));
+    EXPECT_EQ(GetLastError(), 1400u);
+  }
+}
+
+TEST_F(Windows, NoWindowPostsToTheThread) {
+  EXPECT_TRUE(PostMessageW(nullptr, WM_USER + 5, 1, 2));
+  std::thread([] { EXPECT_TRUE(wkt::control::TakeThreadMessages().empty()); }).join();
+  const auto messages = wkt::control::TakeThreadMessages();
+  ASSERT_EQ(messages.size(), 1u);
+  EXPECT_EQ(messages[0].message, WM_USER + 5);
+}
+
+TEST_F(Windows, TooLongNamesAndTooManyWindowsAreRefused) {
+  EXPECT_EQ(wkt::control::DeskWindow(std::u16string(64, u'c')).Problem(), ERROR_INVALID_PARAMETER);
+  std::vector<std::unique_ptr<wkt::control::DeskWindow>> windows;
+  do
+    windows.push_back(std::make_unique<wkt::control::DeskWindow>(u"c"));
+  while (windows.back()->IsOpen());
+  EXPECT_EQ(windows.size(), 33u);
+  EXPECT_EQ(windows.back()->Problem(), ERROR_NOT_ENOUGH_MEMORY);
+}
+
+}  // namespace
