@@ -13,6 +13,8 @@ if(WKT_SANITIZE)
   # instructions touch.
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer
                       -Wno-maybe-uninitialized)
+  # Device code has no run-time types, which the check of virtual tables asks for.
+  add_compile_options(-fno-sanitize=vptr)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
