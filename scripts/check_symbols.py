@@ -45,7 +45,8 @@ def allowed_functions(path, column):
 
 
 def compile_one(source, target):
-    done = subprocess.run([COMPILER, *FLAGS, "-I", str(ROOT), "-c", str(source), "-o", str(target)],
+    cached = ["ccache"] if shutil.which("ccache") else []
+    done = subprocess.run([*cached, COMPILER, *FLAGS, "-I", str(ROOT), "-c", str(source), "-o", str(target)],
                           capture_output=True, text=True, check=False)
     return None if done.returncode == 0 else done.stderr.strip()
 

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <array>
 
+#include "WktCommon/Allocation.h"
+#include "WktCommon/Log.h"
+#include "WktCommon/WktUtilLean.h"
 #include "host/control/Calls.h"
 #include "host/control/DeskWindow.h"
 #include "platform/Database.h"
@@ -291,6 +294,25 @@ TEST_F(EntryPointsTest, WithoutAWindowTheFlagsStayForTheNextTime) {
   DeskWindow window;
   EXPECT_TRUE(provider.reportStatus(nullptr, 2, 0));
   EXPECT_EQ(Posted(window), (std::vector<UINT>{1125, 1126, 1127}));
+}
+
+// This program has the same classes; what it does with them leaves the library alone.
+TEST_F(EntryPointsTest, TheLibrarySharesNoStateWithTheProgram) {
+  EXPECT_FALSE(wkt::IsLogging());
+  for (int i = 0; i < 3; ++i)
+    (void)CWktUtilLean::CreateGUID();
+  wkt::NoteAllocationFailure();
+  EXPECT_EQ(capture.Take(), LogLines{});
+  IReplObjHandler* const handler = provider.Init(u"WktActivities", 1);
+  CJobPacket job(1);
+  wkt::test::FillFromJob(job, *wkt::test::MakeSampleJob());
+  Receive(handler, u"WktActivities", job);
+  handler->Release();
+  const LogLines lines = capture.Take();
+  EXPECT_NE(std::find(lines.begin(), lines.end(), "8 Guid = CE-1dcaa1a-916d4000-0-3e8"),
+            lines.end());
+  EXPECT_TRUE(wkt::AllocationFailed());
+  wkt::ClearAllocationFailure();
 }
 
 TEST_F(EntryPointsTest, AttachClearsTheFlags) {
