@@ -52,25 +52,30 @@ std::optional<uint64_t> TicksFromCalendar(const SYSTEMTIME& time) {
 }
 
 SYSTEMTIME CalendarFromTicks(uint64_t ticks) {
-  const auto dayNumber = static_cast<int64_t>(ticks / kTicksPerDay);
-  const int64_t days = dayNumber + kDaysToFirstDay;
-  const int64_t cycle = days / kDaysPer400Years;
-  const int64_t dayOfCycle = days % kDaysPer400Years;
+  // All but the first two divisions have 32 bits: this runs for every stamp on a record.
+  constexpr uint32_t kMillisecondsPerDay = kTicksPerDay / kTicksPerMillisecond;
+  const uint64_t milliseconds = ticks / kTicksPerMillisecond;
+  const auto dayNumber = static_cast<uint32_t>(milliseconds / kMillisecondsPerDay);
+  const auto ofDay =
+      static_cast<uint32_t>(milliseconds - uint64_t{dayNumber} * kMillisecondsPerDay);
+  const uint32_t days = dayNumber + uint32_t{kDaysToFirstDay};
+  const uint32_t cycle = days / uint32_t{kDaysPer400Years};
+  const uint32_t dayOfCycle = days % uint32_t{kDaysPer400Years};
   // The last day of a 4, 100 and 400 year stretch belongs to the year before the quotient says.
-  const int64_t yearOfCycle =
+  const uint32_t yearOfCycle =
       (dayOfCycle - dayOfCycle / 1460 + dayOfCycle / 36524 - dayOfCycle / 146096) / 365;
-  const int64_t dayOfYear = dayOfCycle - (365 * yearOfCycle + yearOfCycle / 4 - yearOfCycle / 100);
-  const int64_t marchMonth = (5 * dayOfYear + 2) / 153;
-  const int64_t month = marchMonth < 10 ? marchMonth + 3 : marchMonth - 9;
+  const uint32_t dayOfYear = dayOfCycle - (365 * yearOfCycle + yearOfCycle / 4 - yearOfCycle / 100);
+  const uint32_t marchMonth = (5 * dayOfYear + 2) / 153;
+  const uint32_t month = marchMonth < 10 ? marchMonth + 3 : marchMonth - 9;
   SYSTEMTIME time;
   time.wYear = static_cast<WORD>(cycle * 400 + yearOfCycle + (month <= 2 ? 1 : 0));
   time.wMonth = static_cast<WORD>(month);
   time.wDay = static_cast<WORD>(dayOfYear - (153 * marchMonth + 2) / 5 + 1);
   time.wDayOfWeek = static_cast<WORD>(WeekdayOfDay(dayNumber));
-  time.wHour = static_cast<WORD>(ticks / kTicksPerHour % 24);
-  time.wMinute = static_cast<WORD>(ticks / kTicksPerMinute % 60);
-  time.wSecond = static_cast<WORD>(ticks / kTicksPerSecond % 60);
-  time.wMilliseconds = static_cast<WORD>(ticks / kTicksPerMillisecond % 1000);
+  time.wHour = static_cast<WORD>(ofDay / 3'600'000);
+  time.wMinute = static_cast<WORD>(ofDay / 60'000 % 60);
+  time.wSecond = static_cast<WORD>(ofDay / 1000 % 60);
+  time.wMilliseconds = static_cast<WORD>(ofDay % 1000);
   return time;
 }
 

@@ -1,6 +1,7 @@
 #include "host/coredll/Zone.h"
 
 #include <algorithm>
+#include <vector>
 
 #include "host/coredll/Calendar.h"
 
@@ -8,13 +9,12 @@ namespace wkt::host {
 
 namespace {
 
+enum class Enters : bool { Standard, Daylight };
+
 struct Transition {
   int64_t ticks;  // UTC; may lie before tick 0
-  bool toDaylight;
+  Enters enters;
 };
-
-// Three years of two transitions each.
-constexpr int kMaxTransitions = 6;
 
 bool IsUsableRule(const SYSTEMTIME& rule) {
   if (rule.wMonth < 1 || rule.wMonth > 12 || rule.wHour > 23 || rule.wMinute > 59 ||
@@ -45,26 +45,27 @@ int64_t BiasTicks(LONG minutes) {
 }
 
 // The transitions of the years around `year`, in order of time.
-int CollectTransitions(const TIME_ZONE_INFORMATION& zone, int year, Transition* transitions) {
-  int count = 0;
+std::vector<Transition> CollectTransitions(const TIME_ZONE_INFORMATION& zone, int year) {
+  std::vector<Transition> transitions;
+  transitions.reserve(6);  // three years of two each
   for (int around = year - 1; around <= year + 1; ++around) {
     // Each rule's time of day is on the clock that it ends.
-    if (zone.StandardDate.wYear == 0 || around == year) {
-      const int of = zone.StandardDate.wYear == 0 ? around : zone.StandardDate.wYear;
-      transitions[count++] = {
-          LocalTicks(zone.StandardDate, of) + BiasTicks(zone.Bias) + BiasTicks(zone.DaylightBias),
-          false};
+    const SYSTEMTIME& standard = zone.StandardDate;
+    if (standard.wYear == 0 || around == year) {
+      const int64_t local = LocalTicks(standard, standard.wYear == 0 ? around : standard.wYear);
+      transitions.push_back(
+          {local + BiasTicks(zone.Bias) + BiasTicks(zone.DaylightBias), Enters::Standard});
     }
-    if (zone.DaylightDate.wYear == 0 || around == year) {
-      const int of = zone.DaylightDate.wYear == 0 ? around : zone.DaylightDate.wYear;
-      transitions[count++] = {
-          LocalTicks(zone.DaylightDate, of) + BiasTicks(zone.Bias) + BiasTicks(zone.StandardBias),
-          true};
+    const SYSTEMTIME& daylight = zone.DaylightDate;
+    if (daylight.wYear == 0 || around == year) {
+      const int64_t local = LocalTicks(daylight, daylight.wYear == 0 ? around : daylight.wYear);
+      transitions.push_back(
+          {local + BiasTicks(zone.Bias) + BiasTicks(zone.StandardBias), Enters::Daylight});
     }
   }
-  std::sort(transitions, transitions + count,
+  std::sort(transitions.begin(), transitions.end(),
             [](const Transition& a, const Transition& b) { return a.ticks < b.ticks; });
-  return count;
+  return transitions;
 }
 
 }  // namespace
@@ -80,19 +81,19 @@ BiasPeriod BiasAt(const TIME_ZONE_INFORMATION& zone, uint64_t ticks) {
   static const auto lastTicks =
       static_cast<uint64_t>(DayNumber(kLastYear, 1, 1)) * kTicksPerDay - 1;
   const uint64_t present = std::min(ticks, lastTicks);
-  Transition transitions[kMaxTransitions];
-  const int count = CollectTransitions(zone, CalendarFromTicks(present).wYear, transitions);
+  const std::vector<Transition> transitions =
+      CollectTransitions(zone, CalendarFromTicks(present).wYear);
   BiasPeriod period;
   // Before the first transition of all, the state is the one that it ends.
-  bool daylight = !transitions[0].toDaylight;
-  for (int i = 0; i < count; ++i) {
-    const int64_t at = std::max<int64_t>(transitions[i].ticks, 0);
-    if (static_cast<uint64_t>(at) > present) {
-      period.until = static_cast<uint64_t>(at);
+  bool daylight = transitions.front().enters == Enters::Standard;
+  for (const Transition& transition : transitions) {
+    const auto at = static_cast<uint64_t>(std::max<int64_t>(transition.ticks, 0));
+    if (at > present) {
+      period.until = at;
       break;
     }
-    period.from = static_cast<uint64_t>(at);
-    daylight = transitions[i].toDaylight;
+    period.from = at;
+    daylight = transition.enters == Enters::Daylight;
   }
   period.biasMinutes = zone.Bias + (daylight ? zone.DaylightBias : zone.StandardBias);
   period.kind = daylight ? TIME_ZONE_ID_DAYLIGHT : TIME_ZONE_ID_STANDARD;
