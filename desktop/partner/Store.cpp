@@ -57,7 +57,7 @@ class Statement {
     return *this;
   }
 
-  [[nodiscard]] bool Step() {
+  [[nodiscard]] bool Step() const {
     const int result = sqlite3_step(statement_);
     if (result != SQLITE_ROW && result != SQLITE_DONE) {
       store_.Fail("reading or writing");
@@ -66,18 +66,18 @@ class Statement {
   }
   void Run() { (void)Step(); }
 
-  int64_t Number(int column) { return sqlite3_column_int64(statement_, column); }
-  std::string Text(int column) {
+  int64_t Number(int column) const { return sqlite3_column_int64(statement_, column); }
+  std::string Text(int column) const {
     const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
     return text ? std::string(text, static_cast<size_t>(sqlite3_column_bytes(statement_, column)))
                 : "";
   }
-  Bytes Blob(int column) {
+  Bytes Blob(int column) const {
     const auto* data = static_cast<const uint8_t*>(sqlite3_column_blob(statement_, column));
     const auto count = static_cast<size_t>(sqlite3_column_bytes(statement_, column));
     return data ? Bytes(data, data + count) : Bytes();
   }
-  std::u16string WideBlob(int column) {
+  std::u16string WideBlob(int column) const {
     const void* data = sqlite3_column_blob(statement_, column);
     std::u16string text(static_cast<size_t>(sqlite3_column_bytes(statement_, column)) / 2, u'\0');
     if (data) {
@@ -85,7 +85,7 @@ class Statement {
     }
     return text;
   }
-  StoredRecord Record() {
+  StoredRecord Record() const {
     StoredRecord record;
     record.id = Number(0);
     record.recordId = WideBlob(1);
@@ -123,10 +123,13 @@ Store::Store(const std::string& folder, Mode mode) : path_(FilePath(folder)) {
     LockForWriting(folder);
   }
   const int flags = SQLITE_OPEN_READWRITE | (mode == Mode::OpenOrCreate ? SQLITE_OPEN_CREATE : 0);
-  if (sqlite3_open_v2(path_.c_str(), &database_, flags, nullptr) != SQLITE_OK) {
+  const int opened = sqlite3_open_v2(path_.c_str(), &database_, flags, nullptr);
+  owned_.reset(database_);
+  if (opened != SQLITE_OK) {
     Fail("opening");
   }
   sqlite3_busy_timeout(database_, 10'000);
+  CheckOwnFile();
   // Confirming a transfer to a device promises that the desktop keeps it: commits are synced.
   Execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA foreign_keys = ON;");
   if (mode != Mode::Read) {
@@ -135,37 +138,39 @@ Store::Store(const std::string& folder, Mode mode) : path_(FilePath(folder)) {
 }
 
 void Store::LockForWriting(const std::string& folder) {
-  lockFile_ = open((folder + "/partner.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-  if (lockFile_ < 0) {
+  lock_.file = open((folder + "/partner.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+  if (lock_.file < 0) {
     throw Failure("cannot write in " + folder + ": " + std::strerror(errno));
   }
-  for (int waited = 0; flock(lockFile_, LOCK_EX | LOCK_NB) != 0; ++waited) {
+  for (int waited = 0; flock(lock_.file, LOCK_EX | LOCK_NB) != 0; ++waited) {
     if (waited >= kLockTries) {
-      close(lockFile_);
-      lockFile_ = -1;
+      close(lock_.file);
+      lock_.file = -1;
       throw Failure("another command is changing " + folder + "; wait for its end");
     }
     usleep(kLockPauseMicroseconds);
   }
 }
 
+Store::LockFile::~LockFile() {
+  if (file >= 0) {
+    close(file);
+  }
+}
+
+// Statements that a failed constructor left unfinalised keep the handle until they are gone, too.
+void Store::Closer::operator()(sqlite3* database) const {
+  sqlite3_close_v2(database);
+}
+
 Store::~Store() {
   for (auto& [sql, statement] : statements_) {
     sqlite3_finalize(statement);
-  }
-  sqlite3_close(database_);
-  if (lockFile_ >= 0) {
-    close(lockFile_);
   }
 }
 
 void Store::Fail(const char* doing) {
   const std::string why = database_ ? sqlite3_errmsg(database_) : "out of memory";
-  if (!statements_.empty() || doing[0] != 'o') {
-    throw Failure(std::string(doing) + " " + path_ + ": " + why);
-  }
-  sqlite3_close(database_);
-  database_ = nullptr;
   throw Failure(std::string(doing) + " " + path_ + ": " + why);
 }
 
@@ -190,25 +195,32 @@ sqlite3_stmt* Store::Prepared(const char* sql) {
   return statement;
 }
 
+// Before anything is written: what is not ours stays as it is.
+void Store::CheckOwnFile() {
+  const Statement read(
+      *this,
+      "SELECT (SELECT application_id FROM pragma_application_id),"
+      " (SELECT user_version FROM pragma_user_version), (SELECT count(*) FROM sqlite_schema)");
+  if (!read.Step()) {
+    return;
+  }
+  const int64_t application = read.Number(0);
+  if (application != kApplicationId && (application != 0 || read.Number(2) != 0)) {
+    throw Failure(path_ + " is a database of another program; nothing was changed");
+  }
+  if (application == kApplicationId && read.Number(1) > kStoreFormat) {
+    throw Failure(path_ + " was written by a newer version (format " +
+                  std::to_string(read.Number(1)) + ", this one knows " +
+                  std::to_string(kStoreFormat) + "); nothing was changed");
+  }
+}
+
 void Store::CreateSchema() {
   Transaction transaction(*this);
   int64_t application = 0;
-  int64_t format = 0;
   {
-    Statement read(*this,
-                   "SELECT (SELECT application_id FROM pragma_application_id), (SELECT "
-                   "user_version FROM pragma_user_version), (SELECT count(*) FROM sqlite_schema)");
-    if (read.Step()) {
-      application = read.Number(0);
-      format = read.Number(1);
-      if (application != kApplicationId && (application != 0 || read.Number(2) != 0)) {
-        throw Failure(path_ + " is a database of another program; nothing was changed");
-      }
-    }
-  }
-  if (application == kApplicationId && format > kStoreFormat) {
-    throw Failure(path_ + " was written by a newer version (format " + std::to_string(format) +
-                  ", this one knows " + std::to_string(kStoreFormat) + "); nothing was changed");
+    const Statement read(*this, "SELECT application_id FROM pragma_application_id");
+    application = read.Step() ? read.Number(0) : 0;
   }
   if (application == 0) {
     Execute(kStoreSchema);

@@ -116,14 +116,24 @@ class Store {
   friend class Statement;
   void Execute(const char* sql);
   void LockForWriting(const std::string& folder);
+  void CheckOwnFile();
   void CreateSchema();
   int64_t NextChange();
   void PurgeIfUnused(int64_t record);
   [[noreturn]] void Fail(const char* doing);
   sqlite3_stmt* Prepared(const char* sql);
 
-  int lockFile_ = -1;
-  sqlite3* database_ = nullptr;
+  // Owned; each goes even when the constructor fails half way.
+  struct LockFile {
+    int file = -1;
+    ~LockFile();
+  };
+  struct Closer {
+    void operator()(sqlite3* database) const;
+  };
+  LockFile lock_;
+  std::unique_ptr<sqlite3, Closer> owned_;
+  sqlite3* database_ = nullptr;  // owned_
   std::string path_;
   std::vector<std::pair<const char*, sqlite3_stmt*>> statements_;  // by address of the text
 };

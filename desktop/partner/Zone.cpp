@@ -34,9 +34,11 @@ Zone::Zone(const std::string& name) : name_(name), rules_(std::make_unique<Rules
   std::unique_ptr<icu::TimeZone> zone(
       icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(name)));
   // ICU answers a name that it does not know with a zone of its own.
-  auto* basic = zone && *zone != icu::TimeZone::getUnknown()
-                    ? dynamic_cast<icu::BasicTimeZone*>(zone.get())
-                    : nullptr;
+  icu::UnicodeString id;
+  if (zone && zone->getID(id) == icu::UnicodeString(UCAL_UNKNOWN_ZONE_ID)) {
+    zone.reset();
+  }
+  auto* basic = dynamic_cast<icu::BasicTimeZone*>(zone.get());
   if (!basic) {
     throw Failure("there is no time zone '" + name + "'; expected a name such as Europe/Vienna",
                   ExitCode::Usage);

@@ -1,0 +1,41 @@
+// Records from files of others and from our own JSON. Readers only read: they give records with
+// identifiers that derive from the source and the row, so that reading a file twice gives the same.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "desktop/partner/Record.h"
+#include "desktop/partner/Zone.h"
+
+namespace wkt {
+
+struct ImportedRecord {
+  Record record;
+  int line = 0;  // where it starts in the file, from 1
+};
+
+struct ImportOptions {
+  std::string fileName;  // for messages
+  const Zone* zone = nullptr;
+  uint64_t now = 0;  // modification time of what carries none
+};
+
+using ImportedRecords = std::vector<ImportedRecord>;
+
+// A whole file; throws Failure (Usage) when it cannot be read or is larger than any of ours.
+std::string ReadImportFile(const std::string& path);
+
+// Throws Failure (Usage): "FILE:LINE: what is wrong, what was expected".
+[[noreturn]] void ImportProblem(const ImportOptions& options, int line, const std::string& problem);
+
+// Fails for UTF-16, Latin-1 and other bytes that are no UTF-8, naming the encoding that it looks
+// like; skips a byte order mark.
+std::string_view CheckUtf8(const ImportOptions& options, std::string_view content);
+
+ImportedRecords ReadJsonRecords(const ImportOptions& options, std::string_view content);
+
+// The same text gives the same identifier; `ordinal` tells equal ones of one file apart.
+std::u16string DerivedIdentifier(std::string_view source, std::string_view key, int ordinal);
+
+}  // namespace wkt
