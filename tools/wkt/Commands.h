@@ -20,6 +20,8 @@ struct Shell {
 void AddDeviceCommands(Shell& shell);
 void AddRecordCommands(Shell& shell);
 void AddSyncCommand(Shell& shell);
+void AddImportCommand(Shell& shell);
+void AddStatusCommands(Shell& shell);
 
 // A sub-command with its texts from the table of help (name with blanks: "device new").
 CLI::App* AddCommand(Shell& shell, CLI::App& parent, const std::string& name);

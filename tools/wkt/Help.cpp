@@ -56,6 +56,17 @@ constexpr CommandHelp kHelp[] = {
      "wkt sync pocket desk --dry-run\n"
      "wkt sync pocket office --partner 2 --conflict both\n"
      "wkt sync pocket desk --trace run.jsonl --json"},
+    {"import", "Add records from a file",
+     "All records are added, or none when one is wrong. Identifiers come from the file or derive "
+     "from its rows, so that a second "
+     "import adds nothing.",
+     "wkt import pocket sample.json\nwkt import pocket sample.json --dry-run"},
+    {"status", "Show a device's or partner's folders and its last runs", "",
+     "wkt status pocket\nwkt status desk --json"},
+    {"why", "Explain a record's flag characters and what the next run does with it",
+     "RECORD is a title, an identifier or #number.", "wkt why pocket 'Weekly meeting'"},
+    {"listen", "Stand in for the application and show the messages that a synchronisation sends",
+     "Ends after --seconds, or when it is interrupted.", "wkt listen pocket --seconds 10"},
 };
 
 }  // namespace

@@ -36,6 +36,8 @@ int Run(int argc, char** argv) {
   AddDeviceCommands(shell);
   AddRecordCommands(shell);
   AddSyncCommand(shell);
+  AddImportCommand(shell);
+  AddStatusCommands(shell);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
