@@ -29,6 +29,9 @@ if [ -n "$missing" ]; then
   exit 77
 fi
 
+# One cache for all working copies and build folders.
+export CCACHE_BASEDIR="$root" CCACHE_NOHASHDIR=1
+
 # tree MACHINE FOLDER: configure and build one tree.
 tree() {
   launcher=

@@ -17,6 +17,8 @@ if [ -n "$missing" ]; then
   exit 77
 fi
 sh scripts/fetch-sqlite.sh
+# One cache for all working copies and build folders.
+export CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=1
 launcher=
 ! command -v ccache >/dev/null || launcher=ccache
 for machine in arm x86; do
