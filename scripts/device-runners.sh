@@ -7,6 +7,7 @@ set -eu
 cd "$(dirname "$0")/.."
 out=${1:-$PWD/build/device}
 mkdir -p "$out"
+out=$(cd "$out" && pwd)
 missing=
 for tool in cmake ninja arm-linux-gnueabi-g++ i686-linux-gnu-g++ qemu-arm; do
   command -v "$tool" >/dev/null || missing="$missing $tool"
@@ -23,6 +24,11 @@ launcher=
 ! command -v ccache >/dev/null || launcher=ccache
 for machine in arm x86; do
   tree=$out/runners-$machine
+  # Where a runner looks for the libraries to install.
+  for library in WktDevSync WktDevLog; do
+    mkdir -p "$tree/libraries/$library"
+    ln -sfn "$out/$machine/$library.dll" "$tree/libraries/$library/$library.dll"
+  done
   {
     cmake -G Ninja -S tests/device/runner -B "$tree" -DCMAKE_TOOLCHAIN_FILE="$PWD/tests/device/runner/linux-$machine.cmake" \
       -DCMAKE_C_COMPILER_LAUNCHER=$launcher -DCMAKE_CXX_COMPILER_LAUNCHER=$launcher && ninja -C "$tree"

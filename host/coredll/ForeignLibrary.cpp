@@ -2,19 +2,25 @@
 
 #include <array>
 #include <cstdio>
+#include <vector>
 
 namespace wkt::host {
 
 namespace {
-const ForeignLoader* foreignLoader = nullptr;
+
+std::vector<const ForeignLoader*>& Loaders() {
+  static auto* loaders = new std::vector<const ForeignLoader*>;
+  return *loaders;
 }
 
-void SetForeignLoader(const ForeignLoader* loader) {
-  foreignLoader = loader;
+}  // namespace
+
+void AddForeignLoader(const ForeignLoader& loader) {
+  Loaders().push_back(&loader);
 }
 
 const ForeignLoader* FindForeignLoader(const std::string& path) {
-  if (foreignLoader == nullptr)
+  if (Loaders().empty())
     return nullptr;
   std::FILE* file = std::fopen(path.c_str(), "rbe");
   if (file == nullptr)
@@ -22,7 +28,11 @@ const ForeignLoader* FindForeignLoader(const std::string& path) {
   std::array<uint8_t, 64> head = {};
   const size_t count = std::fread(head.data(), 1, head.size(), file);
   std::fclose(file);
-  return foreignLoader->Takes(std::span(head).first(count)) ? foreignLoader : nullptr;
+  for (const ForeignLoader* loader : Loaders()) {
+    if (loader->Takes(std::span(head).first(count)))
+      return loader;
+  }
+  return nullptr;
 }
 
 }  // namespace wkt::host

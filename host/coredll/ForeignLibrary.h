@@ -1,13 +1,12 @@
 // Libraries that are not shared objects of this machine: true device libraries in the PE format,
 // which a program of the device's own machine may load. Who can load them registers here;
-// LoadLibraryW, GetProcAddressW, FreeLibrary and the version functions then take both kinds.
+// LoadLibraryW, GetProcAddressW and FreeLibrary then take both kinds.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
-#include <vector>
 
 #include "platform/Kernel.h"
 
@@ -30,13 +29,11 @@ class ForeignLoader {
   [[nodiscard]] virtual bool Takes(std::span<const uint8_t> head) const = 0;
   // nullptr when the file, a path of this machine, is damaged or wants what is not there.
   [[nodiscard]] virtual std::unique_ptr<ForeignLibrary> Load(const std::string& path) const = 0;
-  // The version resource, empty when the file has none.
-  [[nodiscard]] virtual std::vector<uint8_t> Version(const std::string& path) const = 0;
 };
 
-// `loader` stays the caller's and lives as long as the process; nullptr takes it back.
-void SetForeignLoader(const ForeignLoader* loader);
-// nullptr when no loader is registered or it does not take the file.
+// `loader` stays the caller's and lives as long as the process. Before anything is loaded.
+void AddForeignLoader(const ForeignLoader& loader);
+// nullptr when no registered loader takes the file.
 const ForeignLoader* FindForeignLoader(const std::string& path);
 
 }  // namespace wkt::host

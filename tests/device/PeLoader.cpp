@@ -38,10 +38,6 @@ class PeLoader final : public host::ForeignLoader {
     }
     return std::make_unique<PeLibrary>(std::move(image));
   }
-
-  std::vector<uint8_t> Version(const std::string& path) const override {
-    return ReadPeVersion(ReadWholeFile(path));
-  }
 };
 
 const PeLoader loader;
@@ -49,7 +45,7 @@ const PeLoader loader;
 }  // namespace
 
 void UsePeLibraries() {
-  host::SetForeignLoader(&loader);
+  host::AddForeignLoader(loader);
 }
 
 }  // namespace wkt
