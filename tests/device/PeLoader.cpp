@@ -13,6 +13,8 @@ void* FindCoredllFunction(const char* name);
 
 namespace {
 
+int loadedCount = 0;
+
 class PeLibrary final : public host::ForeignLibrary {
  public:
   explicit PeLibrary(std::unique_ptr<PeImage> image) : image_(std::move(image)) {}
@@ -36,6 +38,7 @@ class PeLoader final : public host::ForeignLoader {
       std::fprintf(stderr, "%s\n", error.c_str());
       return nullptr;
     }
+    ++loadedCount;
     return std::make_unique<PeLibrary>(std::move(image));
   }
 };
@@ -46,6 +49,10 @@ const PeLoader loader;
 
 void UsePeLibraries() {
   host::AddForeignLoader(loader);
+}
+
+int PeLibrariesLoaded() {
+  return loadedCount;
 }
 
 }  // namespace wkt

@@ -5,5 +5,7 @@ namespace wkt {
 
 // From now on, for the whole process.
 void UsePeLibraries();
+// How many were loaded so far.
+int PeLibrariesLoaded();
 
 }  // namespace wkt

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
 #include "tests/device/PeLoader.h"
 #include "tests/device/runner/CaptureLibrary.h"
 
@@ -7,5 +9,12 @@ int main(int argumentCount, char** arguments) {
   wkt::UsePeLibraries();
   wkt::test::UseCaptureLibrary();
   testing::InitGoogleTest(&argumentCount, arguments);
-  return RUN_ALL_TESTS();
+  const int result = RUN_ALL_TESTS();
+  // A test that passes here without a device library would prove nothing.
+  if (result == 0 && testing::UnitTest::GetInstance()->test_to_run_count() > 0 &&
+      !GTEST_FLAG_GET(list_tests) && wkt::PeLibrariesLoaded() == 0) {
+    std::puts("no device library was loaded");
+    return 1;
+  }
+  return result;
 }
