@@ -36,7 +36,7 @@ std::optional<Number> NumberAt(Bytes bytes, uint64_t offset) {
     return std::nullopt;
   Number number = 0;
   for (size_t i = sizeof(Number); i-- > 0;)
-    number = static_cast<Number>((number << 7 << 1) | bytes[offset + i]);
+    number = static_cast<Number>((number << 7 << 1) | bytes[static_cast<size_t>(offset) + i]);
   return number;
 }
 
