@@ -11,8 +11,7 @@ target_compile_options(wkt_flags INTERFACE
 if(WKT_SANITIZE)
   # GCC sees uninitialised members in library code (std::regex) that only the sanitizers' own
   # instructions touch.
-  # The vptr check asks for run-time types, which device code does not have.
-  add_compile_options(-fsanitize=address,undefined -fno-sanitize=vptr -fno-sanitize-recover=all -fno-omit-frame-pointer
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer
                       -Wno-maybe-uninitialized)
   # Device code has no run-time types, which the check of virtual tables asks for.
   add_compile_options(-fno-sanitize=vptr)

@@ -63,20 +63,9 @@ std::vector<Transition> CollectTransitions(const TIME_ZONE_INFORMATION& zone, in
           {local + BiasTicks(zone.Bias) + BiasTicks(zone.StandardBias), Enters::Daylight});
     }
   }
-<<<<<<< Updated upstream
   std::sort(transitions.begin(), transitions.end(),
             [](const Transition& a, const Transition& b) { return a.ticks < b.ticks; });
   return transitions;
-=======
-  // By insertion: at most six, and GCC takes the general sort for reading a 17th.
-  const auto isEarlier = [](const Transition& a, const Transition& b) { return a.ticks < b.ticks; };
-  for (int i = 1; i < count; ++i) {
-    Transition* const place =
-        std::upper_bound(transitions, transitions + i, transitions[i], isEarlier);
-    std::rotate(place, transitions + i, transitions + i + 1);
-  }
-  return count;
->>>>>>> Stashed changes
 }
 
 }  // namespace
