@@ -33,7 +33,8 @@ PeerProcess::PeerProcess(const std::string& deviceFolder, int user) {
 
 PeerProcess::~PeerProcess() {
   Kill();
-  close(to_);
+  if (to_ >= 0)
+    close(to_);
   close(from_);
 }
 
@@ -59,6 +60,13 @@ void PeerProcess::Kill() {
   if (process_ <= 0)
     return;
   kill(process_, SIGKILL);
+  waitpid(process_, nullptr, 0);
+  process_ = -1;
+}
+
+void PeerProcess::Finish() {
+  close(to_);
+  to_ = -1;
   waitpid(process_, nullptr, 0);
   process_ = -1;
 }

@@ -20,6 +20,8 @@ class PeerProcess {
   std::string Read();
   // kill -9; it is reaped before the call returns.
   void Kill();
+  // Ends its input and waits until it is gone.
+  void Finish();
   // kill -9 without reaping: it stays a zombie until Kill or the end.
   void KillWithoutReaping() const;
 

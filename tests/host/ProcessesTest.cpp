@@ -203,6 +203,14 @@ TEST_F(Processes, ShareModesHoldBetweenProcesses) {
   EXPECT_TRUE(DeleteFileW(u"\\f"));
 }
 
+TEST_F(Processes, EndingOneDetachesNoLibraries) {
+  device.CopyFile(device.BuiltLibrary("ProbeSecond"), u"\\lib\\ProbeSecond.dll");
+  EXPECT_EQ(peer.Ask("load \\lib\\ProbeSecond.dll"), "ok");
+  EXPECT_TRUE(device.FileExists(u"\\attached-Second"));
+  peer.Finish();
+  EXPECT_FALSE(device.FileExists(u"\\detached-Second"));
+}
+
 class Windows : public wkt::test::DeskDeviceTest {};
 
 TEST_F(Windows, TopmostOfAClassIsFound) {

@@ -333,6 +333,19 @@ TEST_F(Registry, DeletesKeysWithAllBelowThem) {
   EXPECT_EQ(RegCloseKey(inner), ERROR_SUCCESS);
 }
 
+// Handles hold the key's path, so one made again under the same name is the same key to them.
+TEST_F(Registry, KeyMadeAgainServesItsOldHandles) {
+  HKEY old = nullptr, again = nullptr;
+  ASSERT_EQ(RegCreateKeyExW(key, u"k", 0, nullptr, 0, 0, nullptr, &old, nullptr), ERROR_SUCCESS);
+  ASSERT_EQ(RegDeleteKeyW(key, u"k"), ERROR_SUCCESS);
+  ASSERT_EQ(RegCreateKeyExW(key, u"K", 0, nullptr, 0, 0, nullptr, &again, nullptr), ERROR_SUCCESS);
+  const BYTE byte = 1;
+  EXPECT_EQ(RegSetValueExW(old, u"v", 0, REG_BINARY, &byte, 1), ERROR_SUCCESS);
+  EXPECT_EQ(RegDeleteValueW(again, u"v"), ERROR_SUCCESS);
+  RegCloseKey(old);
+  RegCloseKey(again);
+}
+
 TEST_F(Registry, RootsHoldValuesToo) {
   const BYTE byte = 1;
   DWORD count = 0;

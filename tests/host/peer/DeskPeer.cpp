@@ -78,6 +78,10 @@ struct Peer {
           std::cout << i << std::endl;
       }
     }
+    if (command == "load") {
+      words >> name;
+      return LoadLibraryW(Wide(name).c_str()) != nullptr ? "ok" : std::to_string(GetLastError());
+    }
     if (command == "time")
       return wkt::control::FormatIsoTime(wkt::control::DeviceTime());
     return "unknown";
