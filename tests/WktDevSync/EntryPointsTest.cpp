@@ -286,6 +286,16 @@ TEST_F(EntryPointsTest, EndOfSynchronisationTellsTheApplicationOnce) {
   EXPECT_EQ(Posted(window), std::vector<UINT>{});
 }
 
+TEST_F(EntryPointsTest, AMessageThatCannotBePostedClearsItsFlagToo) {
+  RaiseAllFlags();
+  DeskWindow window;
+  FailCall("PostMessageW", 2, ERROR_INVALID_WINDOW_HANDLE);
+  EXPECT_TRUE(provider.reportStatus(nullptr, 2, 0));
+  EXPECT_FALSE(wkt::control::ClearFailures());
+  EXPECT_TRUE(provider.reportStatus(nullptr, 2, 0));
+  EXPECT_EQ(Posted(window), (std::vector<UINT>{1125, 1127}));
+}
+
 TEST_F(EntryPointsTest, WithoutAWindowTheFlagsStayForTheNextTime) {
   RaiseAllFlags();
   EXPECT_TRUE(provider.reportStatus(nullptr, 2, 0));
