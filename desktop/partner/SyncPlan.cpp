@@ -181,15 +181,35 @@ class Planner {
         return;
       }
       item.confirm = true;
-      const auto base = DecodePacket(plan_.folder->id,
-                                     request_.store.Base(request_.device, folderNumber_, link.oid));
+      const auto base = BaseOf(link);
       if (base && SameContent(*base, *record)) {
         item.input.device =
             DeviceState::Unchanged;  // sent before and not confirmed, or changed back
       }
       CompareWithStored(*record, &item);
     }
+    if (desktop == DesktopState::Changed && IsChangedBack(link)) {
+      item.input.desktop = DesktopState::Unchanged;
+      if (item.input.device == DeviceState::Unchanged) {
+        item.result.action = MergeAction::Link;  // equal after all: remember that
+        plan_.items.push_back(std::move(item));
+        return;
+      }
+    }
     Decide(std::move(item));
+  }
+
+  std::optional<Record> BaseOf(const Link& link) {
+    return DecodePacket(plan_.folder->id,
+                        request_.store.Base(request_.device, folderNumber_, link.oid));
+  }
+
+  // Edited on the desktop, and then edited to what it was.
+  bool IsChangedBack(const Link& link) {
+    const auto base = BaseOf(link);
+    const auto stored = request_.store.Find(link.record);
+    const auto own = stored ? DecodePacket(plan_.folder->id, stored->packet) : std::nullopt;
+    return base && own && SameContent(*base, *own);
   }
 
   void CompareWithStored(const Record& record, SyncItem* item) {

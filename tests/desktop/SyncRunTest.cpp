@@ -1,0 +1,246 @@
+#include "desktop/partner/SyncRun.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "tests/desktop/SyncDesk.h"
+
+namespace wkt::test {
+namespace {
+
+using Jobs = SyncDesk::Jobs;
+
+class SyncRunTest : public ::testing::Test {
+ protected:
+  SyncDesk desk;
+};
+
+TEST_F(SyncRunTest, FirstRunCarriesBothWays) {
+  desk.AddOnDevice("from device");
+  desk.AddOnDevice("Garden", "", FolderId::Types);
+  desk.AddOnDesktop(1, "from desktop");
+  const Json report = desk.Sync(1);
+  EXPECT_TRUE(report["firstRun"].get<bool>());
+  EXPECT_EQ(report["exitCode"], 0);
+  EXPECT_EQ(Count(report, "toDesktop"), 1);
+  EXPECT_EQ(Count(report, "toDevice"), 1);
+  EXPECT_EQ(Count(report, "toDesktop", "types"), 1);
+  EXPECT_EQ(report["verify"]["compared"], 3);
+  const Jobs both{{"from device", ""}, {"from desktop", ""}};
+  EXPECT_EQ(desk.OnDevice(), both);
+  EXPECT_EQ(desk.OnDesktop(1), both);
+}
+
+TEST_F(SyncRunTest, SecondRunHasNothingToDo) {
+  desk.AddOnDevice("one");
+  desk.AddOnDevice("Garden", "", FolderId::Types);
+  desk.Sync(1);
+  const Json report = desk.Sync(1);
+  EXPECT_FALSE(report["firstRun"].get<bool>());
+  for (const char* folder : {"jobs", "types"}) {
+    EXPECT_EQ(Count(report, "toDesktop", folder), 0);
+    EXPECT_EQ(Count(report, "toDevice", folder), 0);
+  }
+  EXPECT_EQ(report["verify"]["compared"], 0);
+}
+
+TEST_F(SyncRunTest, EditsAndDeletesTravelBothWays) {
+  for (const char* title : {"a", "b", "c", "d"}) {
+    desk.AddOnDevice(title);
+  }
+  desk.Sync(1);
+  desk.ChangeOnDevice("a", "device");
+  desk.ChangeOnDesktop(1, "b", "desktop");
+  desk.DeleteOnDevice("c");
+  desk.DeleteOnDesktop(1, "d");
+  const Json report = desk.Sync(1);
+  EXPECT_EQ(report["exitCode"], 0);
+  EXPECT_EQ(Count(report, "deletedOnDesktop"), 1);
+  EXPECT_EQ(Count(report, "deletedOnDevice"), 1);
+  const Jobs expected{{"a", "device"}, {"b", "desktop"}};
+  EXPECT_EQ(desk.OnDevice(), expected);
+  EXPECT_EQ(desk.OnDesktop(1), expected);
+}
+
+TEST_F(SyncRunTest, SecondPartnerSeesWhatTheFirstChanged) {
+  desk.AddOnDevice("a");
+  desk.Sync(1);
+  desk.Sync(2);
+  desk.ChangeOnDesktop(1, "a", "one");
+  desk.AddOnDesktop(1, "new");
+  desk.Sync(1);
+  desk.Sync(2);
+  const Jobs expected{{"a", "one"}, {"new", ""}};
+  EXPECT_EQ(desk.OnDesktop(2), expected);
+  desk.DeleteOnDesktop(2, "a");
+  desk.Sync(2);
+  desk.Sync(1);
+  EXPECT_EQ(desk.OnDesktop(1), (Jobs{{"new", ""}}));
+}
+
+TEST_F(SyncRunTest, ConflictsAreListedAndSettledAsTold) {
+  const struct {
+    ConflictPolicy policy;
+    Jobs expected;
+  } cases[] = {
+      {ConflictPolicy::Device, {{"a", "device"}}},
+      {ConflictPolicy::Desktop, {{"a", "desktop"}}},
+      {ConflictPolicy::Newer, {{"a", "desktop"}}},  // edited last
+      {ConflictPolicy::Both, {{"a", "device"}, {"a", "desktop"}}},
+  };
+  for (const auto& row : cases) {
+    SyncDesk fresh;
+    fresh.AddOnDevice("a");
+    fresh.Sync(1);
+    fresh.ChangeOnDevice("a", "device");
+    fresh.ChangeOnDesktop(1, "a", "desktop");
+    const Json report = fresh.Sync(1, row.policy);
+    EXPECT_EQ(report["exitCode"], 1) << ConflictPolicyName(row.policy);
+    ASSERT_EQ(report["conflicts"].size(), 1u);
+    EXPECT_EQ(report["conflicts"][0]["title"], "a");
+    EXPECT_EQ(report["conflicts"][0]["day"], "2026-03-02");
+    EXPECT_EQ(fresh.OnDevice(), row.expected);
+    EXPECT_EQ(fresh.OnDesktop(1), row.expected);
+  }
+}
+
+TEST_F(SyncRunTest, EditBeatsDeleteUnlessToldOtherwise) {
+  for (const char* title : {"a", "b"}) {
+    desk.AddOnDevice(title);
+  }
+  desk.Sync(1);
+  desk.ChangeOnDevice("a", "edited");
+  desk.DeleteOnDesktop(1, "a");
+  desk.ChangeOnDesktop(1, "b", "edited");
+  desk.DeleteOnDevice("b");
+  EXPECT_EQ(desk.Sync(1)["conflicts"].size(), 2u);
+  const Jobs expected{{"a", "edited"}, {"b", "edited"}};
+  EXPECT_EQ(desk.OnDevice(), expected);
+  EXPECT_EQ(desk.OnDesktop(1), expected);
+}
+
+TEST_F(SyncRunTest, GuardRefusesAndChangesNothing) {
+  for (int i = 0; i < 12; ++i) {
+    desk.AddOnDevice("job " + std::to_string(i));
+  }
+  desk.Sync(1);
+  for (int i = 0; i < 11; ++i) {
+    desk.DeleteOnDevice("job " + std::to_string(i));
+  }
+  desk.AddOnDesktop(1, "not sent");
+  try {
+    desk.Sync(1);
+    FAIL() << "the guard let it pass";
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.code, ExitCode::Refused);
+    EXPECT_STREQ(failure.what(),
+                 "this would delete 11 of 13 jobs on the desktop. Nothing was changed. If that is "
+                 "right, run again with "
+                 "--allow-delete.");
+  }
+  EXPECT_EQ(desk.OnDesktop(1).size(), 13u);
+  EXPECT_EQ(desk.OnDevice().size(), 1u);
+  desk.Sync(1, ConflictPolicy::Newer, true);
+  EXPECT_EQ(desk.OnDesktop(1).size(), 2u);
+}
+
+TEST_F(SyncRunTest, ResetDeviceGetsEverythingBack) {
+  for (int i = 0; i < 12; ++i) {
+    desk.AddOnDevice("job " + std::to_string(i));
+  }
+  desk.Sync(1);
+  desk.ResetDevice();
+  const Json report = desk.Sync(1);
+  EXPECT_TRUE(report["firstRun"].get<bool>());
+  EXPECT_EQ(Count(report, "toDevice"), 12);
+  EXPECT_EQ(desk.OnDesktop(1).size(), 12u);
+}
+
+TEST_F(SyncRunTest, RestoredDeviceDeletesNothing) {
+  desk.AddOnDevice("old");
+  desk.Sync(1);
+  const Partnership before = ReadPartnership(1);
+  desk.AddOnDevice("young");
+  desk.Sync(1);
+  // As a backup made between the two runs would leave the device.
+  desk.DeleteOnDevice("young");
+  ASSERT_TRUE(WritePartnership(1, before));
+  const Json report = desk.Sync(1);
+  EXPECT_EQ(report["notices"].size(), 1u);
+  EXPECT_EQ(Count(report, "deletedOnDesktop"), 0);
+  EXPECT_EQ(desk.OnDevice(), (Jobs{{"old", ""}, {"young", ""}}));
+  EXPECT_EQ(desk.OnDesktop(1), (Jobs{{"old", ""}, {"young", ""}}));
+}
+
+TEST_F(SyncRunTest, LostLinksAreFoundAgainByIdentifier) {
+  desk.AddOnDevice("a");
+  desk.AddOnDesktop(1, "b");
+  desk.Sync(1);
+  Store& store = desk.Partner(1);
+  store.DropLinks(store.Devices().at(0).id);  // as a run killed before it could note them
+  const Json report = desk.Sync(1);
+  EXPECT_EQ(report["exitCode"], 0);
+  EXPECT_EQ(desk.OnDevice().size(), 2u);
+  EXPECT_EQ(desk.OnDesktop(1).size(), 2u);
+}
+
+TEST_F(SyncRunTest, UnconfirmedTransferIsRepeatedWithoutDoubling) {
+  desk.AddOnDevice("a");
+  desk.Sync(1);
+  // Unchanged for the desktop, changed by its mark: the confirmation was lost.
+  desk.ChangeOnDevice("a", "");
+  const Json report = desk.Sync(1);
+  EXPECT_EQ(report["conflicts"].size(), 0u);
+  EXPECT_EQ(desk.OnDesktop(1).size(), 1u);
+  EXPECT_EQ(Count(desk.Sync(1), "toDesktop"), 0);
+}
+
+TEST_F(SyncRunTest, EditsWhileItRunsAreCarriedOrWait) {
+  for (const char* title : {"a", "b", "c"}) {
+    desk.AddOnDevice(title);
+  }
+  desk.Sync(1);
+  desk.ChangeOnDevice("b", "before");
+  bool edited = false;
+  desk.options.progress = [&](const FolderDescription& folder, size_t, size_t) {
+    if (folder.id == FolderId::Jobs && !edited) {
+      edited = true;
+      desk.ChangeOnDevice("a", "meanwhile", DuringSync::Yes);
+      desk.AddOnDevice("d");
+      desk.DeleteOnDevice("c");
+    }
+  };
+  desk.Sync(1);
+  EXPECT_TRUE(edited);
+  const Jobs expected{{"a", "meanwhile"}, {"b", "before"}, {"d", ""}};
+  EXPECT_EQ(desk.OnDevice(), expected);
+  EXPECT_EQ(desk.OnDesktop(1), expected);
+}
+
+TEST_F(SyncRunTest, VerifyAllReadsEverything) {
+  desk.AddOnDevice("a");
+  desk.AddOnDevice("b");
+  desk.Sync(1);
+  desk.options.verifyAll = true;
+  EXPECT_EQ(desk.Sync(1)["verify"]["compared"], 2);
+}
+
+TEST_F(SyncRunTest, OneServiceManagerAtATime) {
+  SyncSession other(nullptr);
+  // A mutex's owner is a thread: the other manager lives in another one, as it would in another
+  // process.
+  EXPECT_EQ(other.Open(1), "");
+  std::string problem;
+  bool running = false;
+  std::thread([&] {
+    running = SyncSession::IsRunning();
+    SyncSession session(nullptr);
+    problem = session.Open(1);
+  }).join();
+  EXPECT_TRUE(running);
+  EXPECT_EQ(problem, "another synchronisation of this device is running; wait for its end");
+}
+
+}  // namespace
+}  // namespace wkt::test
