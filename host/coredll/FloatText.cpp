@@ -131,12 +131,13 @@ FloatText FormatFloat(double value, char type, int precision, bool alternate) {
   }
   const Decimal decimal = ToDecimal(std::fabs(value));
   const char letter = type == 'E' || type == 'G' ? 'E' : 'e';
-  if (type == 'f')
+  if (type == 'f') {
     text.body = Fixed(decimal, precision, alternate);
-  else if (general)
+  } else if (general) {
     text.body = General(decimal, precision == 0 ? 1 : precision, alternate, letter);
-  else
+  } else {
     text.body = Scientific(decimal, precision, alternate, letter);
+  }
   return text;
 }
 

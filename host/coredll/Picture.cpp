@@ -123,14 +123,15 @@ std::u16string FormatDate(std::u16string_view picture, const SYSTEMTIME& time,
     }
     char16_t letter = 0;
     const size_t length = reader.TakeElement(letter);
-    if (letter == u'd')
+    if (letter == u'd') {
       text += DayText(time, length, locale);
-    else if (letter == u'M')
+    } else if (letter == u'M') {
       text += MonthText(time, length, locale);
-    else if (letter == u'y')
+    } else if (letter == u'y') {
       text += length <= 2 ? Decimal(time.wYear % 100, length) : Decimal(time.wYear, 4);
-    else
+    } else {
       text += locale.era;
+    }
   }
   return text;
 }

@@ -1,10 +1,9 @@
 // Numbers from and to text.
-#include <locale.h>
-#include <stdlib.h>
-
 #include <algorithm>
 #include <charconv>
+#include <clocale>
 #include <cmath>
+#include <cstdlib>
 #include <string>
 #include <system_error>
 

@@ -63,10 +63,10 @@ class Output {
   size_t count_ = 0;
 };
 
-// va_list wrapped, so that it can be handed on by reference on every machine.
-struct Arguments {
-  va_list list;
-};
+// What is left of the arguments, handed on: a va_list itself decays to a pointer on some machines.
+// The analyser cannot follow it through. NOLINTBEGIN(clang-analyzer-valist.Uninitialized)
+// The analyser cannot follow it through. NOLINTBEGIN(clang-analyzer-valist.Uninitialized)
+using Arguments = va_list*;
 
 // Widths and precisions beyond this are cut: nobody prints such fields, and counting stays exact.
 constexpr int kMaxField = 1'000'000;
@@ -86,18 +86,19 @@ int ClampField(int value) {
 
 void ReadFlags(const WCHAR*& format, Conversion& conversion) {
   for (;; ++format) {
-    if (*format == u'-')
+    if (*format == u'-') {
       conversion.left = true;
-    else if (*format == u'+')
+    } else if (*format == u'+') {
       conversion.plus = true;
-    else if (*format == u' ')
+    } else if (*format == u' ') {
       conversion.blank = true;
-    else if (*format == u'#')
+    } else if (*format == u'#') {
       conversion.alternate = true;
-    else if (*format == u'0')
+    } else if (*format == u'0') {
       conversion.zero = true;
-    else
+    } else {
       return;
+    }
   }
 }
 
@@ -124,12 +125,12 @@ void ReadSize(const WCHAR*& format, Conversion& conversion) {
 }
 
 // `format` stands behind the percent sign and is left behind the type.
-Conversion ReadConversion(const WCHAR*& format, Arguments& arguments) {
+Conversion ReadConversion(const WCHAR*& format, Arguments arguments) {
   Conversion conversion;
   ReadFlags(format, conversion);
   if (*format == u'*') {
     ++format;
-    int width = va_arg(arguments.list, int);
+    int width = va_arg(*arguments, int);
     if (width < 0) {
       conversion.left = true;
       width = width < -kMaxField ? kMaxField : -width;
@@ -142,7 +143,7 @@ Conversion ReadConversion(const WCHAR*& format, Arguments& arguments) {
     ++format;
     if (*format == u'*') {
       ++format;
-      const int precision = va_arg(arguments.list, int);
+      const int precision = va_arg(*arguments, int);
       conversion.precision = precision < 0 ? -1 : ClampField(precision);
     } else {
       conversion.precision = ReadNumber(format);
@@ -174,17 +175,17 @@ std::string_view SignOf(bool negative, const Conversion& conversion) {
   return negative ? "-" : conversion.plus ? "+" : conversion.blank ? " " : "";
 }
 
-int64_t TakeSigned(const Conversion& conversion, Arguments& arguments) {
+int64_t TakeSigned(const Conversion& conversion, Arguments arguments) {
   if (conversion.size == Size::Int64)
-    return va_arg(arguments.list, int64_t);
-  const int32_t value = va_arg(arguments.list, int32_t);
+    return va_arg(*arguments, int64_t);
+  const int32_t value = va_arg(*arguments, int32_t);
   return conversion.size == Size::Short ? static_cast<int16_t>(value) : value;
 }
 
-uint64_t TakeUnsigned(const Conversion& conversion, Arguments& arguments) {
+uint64_t TakeUnsigned(const Conversion& conversion, Arguments arguments) {
   if (conversion.size == Size::Int64)
-    return va_arg(arguments.list, uint64_t);
-  const uint32_t value = va_arg(arguments.list, uint32_t);
+    return va_arg(*arguments, uint64_t);
+  const uint32_t value = va_arg(*arguments, uint32_t);
   return conversion.size == Size::Short ? static_cast<uint16_t>(value) : value;
 }
 
@@ -243,18 +244,19 @@ bool IsWide(const Conversion& conversion) {
   return conversion.type == u's' || conversion.type == u'c';
 }
 
-void PutString(Output& output, const Conversion& conversion, Arguments& arguments) {
-  const void* text = va_arg(arguments.list, const void*);
-  if (text == nullptr)
+void PutString(Output& output, const Conversion& conversion, Arguments arguments) {
+  const void* text = va_arg(*arguments, const void*);
+  if (text == nullptr) {
     PutText(output, conversion, u"(null)");
-  else if (IsWide(conversion))
+  } else if (IsWide(conversion)) {
     PutText(output, conversion, static_cast<const WCHAR*>(text));
-  else
+  } else {
     PutText(output, conversion, static_cast<const char*>(text));
+  }
 }
 
-void PutCharacter(Output& output, Conversion conversion, Arguments& arguments) {
-  const int value = va_arg(arguments.list, int);
+void PutCharacter(Output& output, Conversion conversion, Arguments arguments) {
+  const int value = va_arg(*arguments, int);
   const WCHAR unit =
       IsWide(conversion) ? static_cast<WCHAR>(value) : static_cast<unsigned char>(value);
   // A zero is a character like any other.
@@ -265,17 +267,17 @@ void PutCharacter(Output& output, Conversion conversion, Arguments& arguments) {
     output.Fill(u' ', conversion.width - 1);
 }
 
-void PutPointer(Output& output, Conversion conversion, Arguments& arguments) {
+void PutPointer(Output& output, Conversion conversion, Arguments arguments) {
   // Addresses have 32 bits on a device; the low half is what logs there show.
   const auto address =
-      static_cast<uint32_t>(reinterpret_cast<uintptr_t>(va_arg(arguments.list, void*)));
+      static_cast<uint32_t>(reinterpret_cast<uintptr_t>(va_arg(*arguments, void*)));
   conversion.type = u'X';
   conversion.alternate = false;
   conversion.precision = 8;
   PutInteger(output, conversion, address, 16, "");
 }
 
-void PutConversion(Output& output, const Conversion& conversion, Arguments& arguments) {
+void PutConversion(Output& output, const Conversion& conversion, Arguments arguments) {
   switch (conversion.type) {
     case u'd':
     case u'i': {
@@ -300,7 +302,7 @@ void PutConversion(Output& output, const Conversion& conversion, Arguments& argu
     case u'f':
     case u'g':
     case u'G':
-      PutFloat(output, conversion, va_arg(arguments.list, double));
+      PutFloat(output, conversion, va_arg(*arguments, double));
       break;
     case u's':
     case u'S':
@@ -323,6 +325,10 @@ void PutConversion(Output& output, const Conversion& conversion, Arguments& argu
   }
 }
 
+// NOLINTEND(clang-analyzer-valist.Uninitialized)
+
+// NOLINTEND(clang-analyzer-valist.Uninitialized)
+
 }  // namespace
 
 }  // namespace wkt::host
@@ -331,17 +337,17 @@ using namespace wkt::host;
 
 INT CEAPI _vsnwprintf(WCHAR* buffer, size_t count, const WCHAR* format, va_list args) {
   Output output(buffer, buffer != nullptr ? count : 0);
-  Arguments arguments;
-  va_copy(arguments.list, args);
+  va_list rest;
+  va_copy(rest, args);
   while (*format != u'\0') {
     if (*format != u'%') {
       output.Put(*format++);
       continue;
     }
     ++format;
-    PutConversion(output, ReadConversion(format, arguments), arguments);
+    PutConversion(output, ReadConversion(format, &rest), &rest);
   }
-  va_end(arguments.list);
+  va_end(rest);
   return output.Finish();
 }
 
