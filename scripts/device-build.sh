@@ -3,8 +3,9 @@
 #
 # usage: scripts/device-build.sh [--twice] [OUT [MACHINE...]]
 #
-# OUT (build/device by default) gets arm/ and x86/ with the libraries, the images linked at another base
-# for the relocation check, and install.json; the CMake trees lie in OUT/work. With --twice each machine is
+# OUT (build/device by default) gets what is shipped: arm/ and x86/ with the two libraries, and install.json.
+# OUT/checks has what only the checks want: the probe library, ELF images, the images linked at another base;
+# OUT/work the CMake trees. With --twice each machine is
 # built a second time, in another folder and without the compiler cache, and the two must be byte-identical.
 # Exit 77: the cross tools are not installed (1 with WKT_DEVICE_REQUIRED=1).
 set -eu
@@ -49,14 +50,16 @@ tree() {
 
 for machine in $machines; do
   tree "$machine" "$out/work/$machine"
-  mkdir -p "$out/$machine"
-  rm -f "$out/$machine"/*
-  cp "$out/work/$machine"/*.dll "$out/$machine/"
-  [ "$machine" != arm ] || cp "$out/work/$machine"/*.elf "$out/$machine/"
+  checks=$out/checks/$machine
+  mkdir -p "$out/$machine" "$checks"
+  rm -f "$out/$machine"/* "$checks"/*
+  cp "$out/work/$machine"/*.dll "$checks/"
+  [ "$machine" != arm ] || cp "$out/work/$machine"/*.elf "$checks/"
+  cp "$checks/WktDevSync.dll" "$checks/WktDevLog.dll" "$out/$machine/"
   [ -n "$twice" ] || continue
   rm -rf "$out/work/$machine-again"
   tree "$machine" "$out/work/$machine-again"
-  for library in "$out/$machine"/*.dll; do
+  for library in "$checks"/*.dll; do
     cmp "$library" "$out/work/$machine-again/${library##*/}" || {
       echo "Two builds of ${library##*/} for $machine differ" >&2
       exit 1
@@ -64,4 +67,6 @@ for machine in $machines; do
   done
   rm -rf "$out/work/$machine-again"
 done
-/usr/bin/python3 device/mkinstall.py CMakeLists.txt >"$out/install.json"
+if [ -d "$out/arm" ] && [ -d "$out/x86" ]; then
+  /usr/bin/python3 device/mkinstall.py CMakeLists.txt "$out" >"$out/install.json"
+fi

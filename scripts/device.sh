@@ -5,7 +5,6 @@ cd "$(dirname "$0")/.."
 ./dev deps base device
 sh scripts/device-build.sh --twice "$PWD/build/device"
 echo "Windows CE libraries in build/device, two builds byte-identical; installer description: build/device/install.json"
-for library in build/device/*/Wkt*.dll; do
-  case $library in *.other.dll) continue ;; esac
+for library in build/device/arm/*.dll build/device/x86/*.dll; do
   printf '%9d bytes  %s\n' "$(stat -c %s "$library")" "$library"
 done

@@ -6,7 +6,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 fault=$1 machine=$2 out=$3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-good=$out/$machine/Probe.dll
+good=$out/checks/$machine/Probe.dll
 bad=$work/Probe.dll
 "$here/break_image.py" "$fault" "$good" "$bad"
 
@@ -33,11 +33,11 @@ image "$good"
 case $fault in
   relocations)
     must 'no base relocations' image "$bad"
-    must 'after the relocations' "$here/check_rebase.py" "$bad" "$out/$machine/Probe.other.dll"
+    must 'after the relocations' "$here/check_rebase.py" "$bad" "$out/checks/$machine/Probe.other.dll"
     must 'has no relocations' sh "$here/run.sh" "$machine" "$out" run_probe "$bad"
     ;;
   entries)
-    must 'after the relocations' "$here/check_rebase.py" "$bad" "$out/$machine/Probe.other.dll"
+    must 'after the relocations' "$here/check_rebase.py" "$bad" "$out/checks/$machine/Probe.other.dll"
     # Unmoved pointers lead to where nothing is mapped: killed by signal 11.
     must 139 sh "$here/run.sh" "$machine" "$out" run_probe "$bad"
     ;;
