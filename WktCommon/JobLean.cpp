@@ -120,15 +120,28 @@ void CJobLean::SetModified(BOOL on) {
     Stamp();
 }
 
-// Kept: lists are compared as sets, so the same persons in another order are no change.
+const StringArray& CJobLean::PersonList() const {
+  if (!personIdsAreSplit)
+    wkt::SplitAtText(personIdsText.c_str(), kPersonSeparator, personIds);
+  personIdsAreSplit = true;
+  return personIds;
+}
+
+// Kept: lists are compared as sets, so the same persons in another order are no change. Splitting
+// and joining are exact opposites: the text stands for the list, and equal texts for equal lists.
 void CJobLean::SetPersonIds(const WCHAR* text) {
-  StringArray persons(kPersonCapacity);
-  wkt::SplitAtText(text, kPersonSeparator, persons);
-  if (persons.EqualsAsSets(personIds))
+  if (personIdsText.Equals(text))
     return;
-  personIds = persons;
-  // Splitting and joining are exact opposites, so this is what joining the list would give.
+  const bool hadPersons = !personIdsText.IsEmpty();
+  if (hadPersons) {
+    StringArray persons(kPersonCapacity);
+    wkt::SplitAtText(text, kPersonSeparator, persons);
+    if (persons.EqualsAsSets(PersonList()))
+      return;
+    personIds = persons;
+  }
   personIdsText = text;
+  personIdsAreSplit = hadPersons;
   Stamp();
 }
 
@@ -179,11 +192,18 @@ void CJobLean::SetUnused3(const WCHAR* text) {
     return;
   unused3 = text;
   Stamp();
-  const int32_t blank = unused3.FindCharacter(u' ');
-  if (blank < 0)
-    return;  // Kept: head and tail stay those of the last text with a blank.
-  unused3Head = unused3.Left(blank);
-  unused3Tail = WideString(unused3.c_str() + blank + 1);
+  // Kept: without a blank, head and tail stay those of the last text that had one.
+  if (unused3.FindCharacter(u' ') >= 0)
+    unused3HeadAndTail = unused3;
+}
+
+WideString CJobLean::Unused3Head() const {
+  return unused3HeadAndTail.Left(unused3HeadAndTail.FindCharacter(u' '));
+}
+
+WideString CJobLean::Unused3Tail() const {
+  const int32_t blank = unused3HeadAndTail.FindCharacter(u' ');
+  return WideString(unused3HeadAndTail.c_str() + blank + 1);
 }
 
 void CJobLean::SetLocalDayAsFileTime(FILETIME time) {

@@ -107,6 +107,9 @@ class CJobLean {
   void ChangeText(WideString& field, const WCHAR* text);
   void ChangeNumber(int32_t& field, int32_t number);
   void ChangeTime(FILETIME& field, FILETIME time);
+  [[nodiscard]] const StringArray& PersonList() const;
+  [[nodiscard]] WideString Unused3Head() const;
+  [[nodiscard]] WideString Unused3Tail() const;
   [[nodiscard]] bool ChangeFlag(bool& mirror, int position, BOOL on);
   // The one place where a change becomes visible: marked, stamped, told.
   void Stamp();
@@ -122,7 +125,7 @@ class CJobLean {
   WideString teamworkId;
   FILETIME startTime;
   FILETIME endTime;
-  StringArray personIds{100};
+  mutable StringArray personIds{100};  // split from the text when lists are compared
   WideString personIdsText;
   wkt::FlagText flags;
   bool userFlags[2] = {};
@@ -131,10 +134,12 @@ class CJobLean {
   bool flag3 = false;
   int32_t unused2 = -1;
   WideString unused3;
-  WideString unused3Head;  // before the first blank of the last text that had one
-  WideString unused3Tail;  // after it
+  // The last Unused3 with a blank: head and tail are its parts before and after the first one.
+  // Nobody reads them, so they are cut out when somebody does.
+  WideString unused3HeadAndTail;
   FILETIME localDay;
   BOOL modified = FALSE;
   wkt::JobObserver* observer = nullptr;
+  mutable bool personIdsAreSplit = true;
   mutable wkt::StampMode stampMode = wkt::StampMode::AtOnce;
 };

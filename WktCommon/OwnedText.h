@@ -16,13 +16,14 @@ class OwnedText {
   OwnedText& operator=(const OwnedText&) = delete;
 
   [[nodiscard]] const WCHAR* Get() const { return text ? text : u""; }
+  [[nodiscard]] size_t UnitCount() const;
   // Null counts as empty.
   void Set(const WCHAR* from);
   // Copies units that may lie at an odd address and have no terminator behind them.
   void SetFromBytes(const BYTE* from, size_t unitCount);
 
  private:
-  WCHAR* text = nullptr;
+  WCHAR* text = nullptr;  // its block ends in zeros up to a whole word
 };
 static_assert(sizeof(OwnedText) == sizeof(WCHAR*));
 

@@ -87,7 +87,8 @@ constexpr size_t FixedBytes(PacketFields fields) {
   return units * sizeof(WCHAR);
 }
 
-// Units before the first zero unit; nothing when `maxUnits` pass without one.
+// Units before the first zero unit; nothing when `maxUnits` pass without one. Reads whole words, so
+// up to three units behind the zero one, as far as `maxUnits` reach.
 [[nodiscard]] std::optional<size_t> FindTerminator(const BYTE* bytes, size_t maxUnits);
 
 // Do all fields lie inside the bytes, each terminated?

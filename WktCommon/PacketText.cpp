@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <limits>
 
 #include "WktCommon/WideString.h"
 #include "platform/Runtime.h"
@@ -53,14 +52,18 @@ bool IsPacketMagic(const WCHAR (&magic)[kMagicUnits]) {
 
 void WriteText(WCHAR* field, size_t unitCount, const WCHAR* text) {
   size_t used = 0;
-  for (; text && used + 1 < unitCount && text[used]; ++used)
-    field[used] = text[used];
-  std::fill(field + used, field + unitCount, WCHAR{0});
+  while (text && used + 1 < unitCount && text[used])
+    ++used;
+  if (used)
+    std::memcpy(field, text, used * sizeof(WCHAR));
+  std::memset(field + used, 0, (unitCount - used) * sizeof(WCHAR));
 }
 
 void WriteNumber(WCHAR* field, size_t unitCount, int32_t number) {
-  WCHAR digits[kMaxNumberUnits];
+  // Zeros behind the digits, so that copying a whole field from their beginning also fills it up.
+  WCHAR digits[kMaxNumberUnits + kNumberUnits];
   WCHAR* const end = digits + kMaxNumberUnits;
+  std::memset(end, 0, kNumberUnits * sizeof(WCHAR));
   const bool isNegative = number < 0;
   const uint32_t magnitude =
       isNegative ? 0u - static_cast<uint32_t>(number) : static_cast<uint32_t>(number);
@@ -69,23 +72,28 @@ void WriteNumber(WCHAR* field, size_t unitCount, int32_t number) {
     *--begin = u'0';
   if (isNegative)
     *--begin = u'-';
-  const size_t kept = std::min(static_cast<size_t>(end - begin), unitCount - 1);
-  std::memset(field, 0, unitCount * sizeof(WCHAR));
-  std::memcpy(field, begin, kept * sizeof(WCHAR));
+  if (unitCount == kNumberUnits) {
+    std::memcpy(field, begin, kNumberUnits * sizeof(WCHAR));
+    return;
+  }
+  begin[unitCount - 1] = 0;
+  std::memcpy(field, begin, unitCount * sizeof(WCHAR));
 }
 
 int32_t ReadNumber(const WCHAR* field) {
   const bool isNegative = *field == u'-';
-  const WCHAR* digit = isNegative ? field + 1 : field;
+  const WCHAR* const first = field + isNegative;
+  const WCHAR* digit = first;
   int64_t value = 0;
-  int digitCount = 0;
-  for (; *digit >= u'0' && *digit <= u'9' && digitCount < kMaxPlainDigits; ++digit, ++digitCount)
-    value = value * 10 + (*digit - u'0');
+  for (; digit < first + kMaxPlainDigits; ++digit) {
+    const uint32_t ones = static_cast<uint32_t>(*digit) - u'0';
+    if (ones > 9)
+      break;
+    value = value * 10 + ones;
+  }
   if (isNegative)
     value = -value;
-  const bool isPlain = digitCount > 0 && *digit == 0 &&
-                       value >= std::numeric_limits<int32_t>::min() &&
-                       value <= std::numeric_limits<int32_t>::max();
+  const bool isPlain = digit != first && *digit == 0 && value == static_cast<int32_t>(value);
   // Blanks, plus signs, trailing text and numbers out of range are rare.
   return isPlain ? static_cast<int32_t>(value) : _wtol(field);
 }

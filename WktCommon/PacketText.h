@@ -34,6 +34,7 @@ void WriteText(WCHAR (&field)[unitCount], const WCHAR* text) {
 }
 template <size_t unitCount>
 void WriteNumber(WCHAR (&field)[unitCount], int32_t number) {
+  static_assert(unitCount <= kNumberUnits);
   WriteNumber(field, unitCount, number);
 }
 // What a log line may show of a field that came without terminator.

@@ -45,7 +45,7 @@ class PacketWalk {
     for (size_t row = 0; row < kRows; ++row) {
       if (kFields[row].shape != FieldShape::Variable)
         continue;
-      variableUnits[row] = TextLength(TextAt(packet, kFields[row]).Get()) + 1;
+      variableUnits[row] = TextAt(packet, kFields[row]).UnitCount() + 1;
       units += variableUnits[row];
     }
     return units * sizeof(WCHAR);
@@ -77,6 +77,8 @@ class PacketWalk {
     constexpr PacketField kField = kFields[kRow];
     BYTE* const to = static_cast<BYTE*>(packet) + kField.place;
     if constexpr (kField.shape == FieldShape::Variable) {
+      // Whole words are read: what they hold behind the terminator is the next fixed field.
+      static_assert(kFields[kRows - 1].unitCount * sizeof(WCHAR) >= sizeof(uint64_t));
       const size_t units = *FindTerminator(from, kMaxBytes);
       reinterpret_cast<OwnedText*>(to)->SetFromBytes(from, units);
       return from + (units + 1) * sizeof(WCHAR);
