@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 
+#include "host/control/CheckStore.h"
 #include "host/coredll/RegistryStore.h"
 #include "host/coredll/Settings.h"
 #include "host/coredll/Text.h"
@@ -56,8 +57,12 @@ void CheckTree(const fs::path& folder, std::vector<std::string>& findings) {
     if (!added)
       findings.push_back(path + ": differs from " + other->second + " in letter case only");
     std::error_code ignored;
-    if (entry.is_directory(ignored))
+    if (entry.is_directory(ignored)) {
       CheckTree(entry.path(), findings);
+    } else if (LooksLikeVolume(path)) {
+      const std::vector<std::string> inside = CheckVolume(path);
+      findings.insert(findings.end(), inside.begin(), inside.end());
+    }
   }
 }
 
@@ -96,6 +101,11 @@ std::vector<std::string> CheckFolder(const std::string& folder) {
     findings.push_back(folder + "/files: the file tree is missing");
   } else {
     CheckTree(folder + "/files", findings);
+  }
+  // Made at the first use of a database.
+  if (fs::exists(folder + "/store.vol", problem)) {
+    const std::vector<std::string> inside = CheckVolume(folder + "/store.vol");
+    findings.insert(findings.end(), inside.begin(), inside.end());
   }
   for (const char* left : {"/registry.new", "/device.new"}) {
     if (fs::exists(folder + left, problem))
