@@ -18,6 +18,8 @@ struct Shell {
 };
 
 void AddDeviceCommands(Shell& shell);
+// Below "device".
+void AddUpkeepCommands(Shell& shell, CLI::App& device);
 void AddRecordCommands(Shell& shell);
 void AddSyncCommand(Shell& shell);
 void AddImportCommand(Shell& shell);

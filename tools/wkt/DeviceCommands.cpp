@@ -188,6 +188,7 @@ void AddDeviceCommands(Shell& shell) {
   set->add_option("DIR", arguments->folder, "A device")->required();
   AddSettings(set, arguments.get());
   set->callback([&shell, arguments] { SetDevice(shell, *arguments); });
+  AddUpkeepCommands(shell, *device);
 }
 
 }  // namespace wkt::tool

@@ -17,6 +17,17 @@ constexpr CommandHelp kHelp[] = {
     {"device set", "Change a device's settings",
      "A clock that is named stands still; 'run' lets it go with the machine's again.",
      "wkt device set pocket --clock 2026-03-02T08:00Z\nwkt device set pocket --durability relaxed"},
+    {"device fsck", "Look a device over and say what is wrong with it",
+     "Settings, registry, file tree, object store and volumes are read, nothing is changed. Exit "
+     "codes: 0 nothing is wrong, 1 "
+     "something is, 4 there is no such folder.",
+     "wkt device fsck pocket"},
+    {"device registry", "A device's registry as text", "", ""},
+    {"device registry export", "Write the registry, or one key with all below it", "",
+     "wkt device registry export pocket 'HKEY_LOCAL_MACHINE\\SOFTWARE' >software.txt"},
+    {"device registry import", "Add and replace keys and values",
+     "What the text does not name stays. All of it is taken, or nothing when a line is wrong.",
+     "wkt device registry import pocket software.txt"},
     {"job", "Daily jobs of a device or a partner", "", ""},
     {"favorite", "Favourite jobs of a device or a partner", "", ""},
     {"type", "Work types, projects, teamwork and persons of a device or a partner", "", ""},

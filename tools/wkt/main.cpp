@@ -8,7 +8,7 @@ namespace wkt::tool {
 
 CLI::App* AddCommand(Shell& shell, CLI::App& parent, const std::string& name) {
   const CommandHelp& help = HelpOf(name);
-  CLI::App* command = parent.add_subcommand(name.substr(name.find(' ') + 1), help.summary);
+  CLI::App* command = parent.add_subcommand(name.substr(name.rfind(' ') + 1), help.summary);
   std::string footer;
   if (help.details[0]) {
     footer += std::string("\n") + help.details + "\n";

@@ -1,0 +1,97 @@
+// Looking a device over, and its registry as text.
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <sstream>
+
+#include "host/control/Check.h"
+#include "tools/wkt/Commands.h"
+#include "tools/wkt/Home.h"
+
+namespace wkt::tool {
+
+namespace {
+
+struct UpkeepArguments {
+  std::string folder;
+  std::string key;
+  std::string file;
+};
+
+std::string FindingsText(const Json& report) {
+  std::string text;
+  for (const Json& finding : report["findings"]) {
+    text += finding.get<std::string>() + "\n";
+  }
+  return text.empty() ? "Nothing is wrong.\n" : text;
+}
+
+void CheckDevice(Shell& shell, const UpkeepArguments& arguments) {
+  std::error_code ignored;
+  if (!std::filesystem::is_directory(arguments.folder, ignored)) {
+    throw Failure(arguments.folder + ": no such folder");
+  }
+  const std::string folder = std::filesystem::canonical(arguments.folder).string();
+  const std::vector<std::string> findings = control::CheckFolder(folder);
+  Print(shell.output, Json{{"folder", folder}, {"findings", findings}}, FindingsText);
+  shell.exitCode = findings.empty() ? ExitCode::Done : ExitCode::Left;
+}
+
+void ExportRegistry(Shell& shell, const UpkeepArguments& arguments) {
+  UseDevice(arguments.folder);
+  std::string text;
+  std::string error;
+  if (!control::ExportRegistry(arguments.key, text, error)) {
+    throw Failure(error);
+  }
+  Print(shell.output, Json{{"registry", text}},
+        [](const Json& report) { return report["registry"].get<std::string>(); });
+}
+
+std::string ReadInput(const std::string& name) {
+  std::ostringstream content;
+  if (name == "-") {
+    content << std::cin.rdbuf();
+    return content.str();
+  }
+  const std::ifstream file(name, std::ios::binary);
+  if (!file) {
+    throw Failure(name + ": cannot be read", ExitCode::Usage);
+  }
+  content << file.rdbuf();
+  return content.str();
+}
+
+void ImportRegistry(const UpkeepArguments& arguments) {
+  const std::string text = ReadInput(arguments.file);
+  UseDevice(arguments.folder);
+  std::string error;
+  if (!control::ImportRegistry(text, error)) {
+    throw Failure(arguments.file + ": " + error, ExitCode::Usage);
+  }
+}
+
+}  // namespace
+
+void AddUpkeepCommands(Shell& shell, CLI::App& device) {
+  const auto arguments = std::make_shared<UpkeepArguments>();
+
+  CLI::App* check = AddCommand(shell, device, "device fsck");
+  check->add_option("DIR", arguments->folder, "A device")->required();
+  check->callback([&shell, arguments] { CheckDevice(shell, *arguments); });
+
+  CLI::App* registry = AddCommand(shell, device, "device registry");
+  registry->require_subcommand(1);
+  CLI::App* write = AddCommand(shell, *registry, "device registry export");
+  write->add_option("DIR", arguments->folder, "A device")->required();
+  write->add_option("KEY", arguments->key, "A key, such as HKEY_LOCAL_MACHINE\\SOFTWARE; else all");
+  write->callback([&shell, arguments] { ExportRegistry(shell, *arguments); });
+  CLI::App* read = AddCommand(shell, *registry, "device registry import");
+  read->add_option("DIR", arguments->folder, "A device")->required();
+  read->add_option("FILE", arguments->file, "What export wrote; - reads the standard input")
+      ->required();
+  read->callback([arguments] { ImportRegistry(*arguments); });
+}
+
+}  // namespace wkt::tool
