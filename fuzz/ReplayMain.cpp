@@ -1,0 +1,81 @@
+// Runs one fuzzing program over stored inputs: each file of the folders named, every beginning of
+// it, and it with each byte changed. Files are hexadecimal text; "#" begins a comment, "*N" repeats
+// a line, and lines before "hex" are skipped when there is such a line.
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t byteCount);
+
+namespace {
+
+// Longer inputs are not run in all their variants.
+constexpr size_t kMaxVariedBytes = 4000;
+
+void AppendLine(const std::string& line, std::vector<uint8_t>& bytes) {
+  std::istringstream words(line.substr(0, line.find('#')));
+  std::vector<uint8_t> chunk;
+  size_t count = 1;
+  for (std::string word; words >> word;) {
+    if (word[0] == '*')
+      count = std::stoul(word.substr(1));
+    else
+      chunk.push_back(static_cast<uint8_t>(std::stoul(word, nullptr, 16)));
+  }
+  for (size_t i = 0; i < count; ++i)
+    bytes.insert(bytes.end(), chunk.begin(), chunk.end());
+}
+
+std::vector<uint8_t> ReadHex(const std::filesystem::path& path) {
+  std::ifstream file(path);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(file, line);)
+    lines.push_back(line);
+  const auto mark = std::find(lines.begin(), lines.end(), "hex");
+  std::vector<uint8_t> bytes;
+  for (auto line = mark == lines.end() ? lines.begin() : mark + 1; line != lines.end(); ++line)
+    AppendLine(*line, bytes);
+  return bytes;
+}
+
+size_t RunWithVariants(std::vector<uint8_t> bytes) {
+  LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+  if (bytes.size() > kMaxVariedBytes)
+    return 1;
+  size_t runs = 1;
+  for (size_t byteCount = 0; byteCount < bytes.size(); ++byteCount, ++runs)
+    LLVMFuzzerTestOneInput(bytes.data(), byteCount);
+  for (uint8_t& byte : bytes) {
+    for (const uint8_t other : {uint8_t{0}, uint8_t{0xFF}, static_cast<uint8_t>(byte ^ 1)}) {
+      const uint8_t kept = byte;
+      byte = other;
+      LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+      byte = kept;
+      ++runs;
+    }
+  }
+  return runs;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  size_t files = 0;
+  size_t runs = 0;
+  for (int i = 1; i < argc; ++i) {
+    std::vector<std::filesystem::path> paths;
+    for (const auto& entry : std::filesystem::directory_iterator(argv[i]))
+      paths.push_back(entry.path());
+    std::sort(paths.begin(), paths.end());
+    for (const auto& path : paths) {
+      runs += RunWithVariants(ReadHex(path));
+      ++files;
+    }
+  }
+  std::printf("%zu inputs, %zu runs\n", files, runs);
+  return files == 0;
+}
