@@ -1,6 +1,7 @@
 #pragma once
 
 #include "WktCommon/Allocation.h"
+#include "WktCommon/FlagText.h"
 #include "WktCommon/Log.h"
 #include "WktDevCommon/ObjectList.h"
 #include "WktDevCommon/RecordKind.h"
@@ -9,10 +10,33 @@
 // The enumeration behind FindObjects, written once over the description of a kind of record.
 namespace wkt {
 
+// Whether a record can be listed by its flag text alone: without listeners nobody reads the other
+// fields, and building them is most of the work. Not when the record is to be written back.
+template <class Kind>
+bool ListUnread(CEOID oid, const PropertyValues& values, DWORD partner, ObjectList& list,
+                bool& isRoom) {
+  if (IsLogging())
+    return false;
+  FlagText flags = {u"0000000000000000000"};
+  const CEPROPVAL* const stored = values.Find(Kind::kFlagsId, Kind::kFlagsAt);
+  if (stored && Kind::HasClass(values)) {
+    static_cast<void>(CopyFlags(flags, stored->val.lpwstr));
+  }
+  const bool isSynchronized =
+      partner < 2 && IsFlagOn(flags, Kind::kSynchronizedPosition + static_cast<int>(partner));
+  if (isSynchronized && IsFlagOn(flags, Kind::kChangedDuringSyncPosition))
+    return false;
+  isRoom = isSynchronized ? list.AddUnchanged(oid) : list.AddChanged(oid);
+  return true;
+}
+
 // One record of the enumeration. False ends it: there is no place left for its identifier.
 template <class Kind>
 bool ListRecord(typename Kind::Database& database, CEOID oid, const PropertyValues& values,
                 DWORD partner, ObjectList& list, const LogScope& log) {
+  bool isRoom = true;
+  if (ListUnread<Kind>(oid, values, partner, list, isRoom))
+    return isRoom;
   log.Write(kLogProgress, u"OID = %d", oid);
   Kind::LogBeforeCreate(log, values);
   const typename Kind::Owned record(Kind::Create(database, values, FALSE));

@@ -81,7 +81,7 @@ constexpr PropertyField<CJobLean> kJobProperties[] = {
     TimeProperty<&CJobLean::GetStartTime, &CJobLean::SetStartTime>(kJobStartTimeId),
     TimeProperty<&CJobLean::GetEndTime, &CJobLean::SetEndTime>(0x40090040),
     TextProperty<&CJobLean::GetPersonIds, &CJobLean::SetPersonIds>(0x400A001F),
-    {0x400B001F, StoreFlags, LoadFlags},
+    {kJobFlagsId, StoreFlags, LoadFlags},
     UserFlagProperty<0>(0x400C000B),
     UserFlagProperty<1>(0x400D000B),
     ConstantProperty<CJobLean, FALSE>(0x400E000B),
@@ -96,6 +96,7 @@ constexpr PropertyField<CJobLean> kJobProperties[] = {
 static_assert(std::size(kJobProperties) == kJobPropertyCount);
 static_assert(kJobProperties[kJobModificationTimeAt].identifier == 0x40020040);
 static_assert(kJobProperties[kJobNumberedIdsAt].identifier == 0x40050003);
+static_assert(kJobProperties[kJobFlagsAt].identifier == kJobFlagsId);
 static_assert(kJobProperties[kJobIdTextsAt].identifier == 0x4013001F);
 
 }  // namespace

@@ -13,8 +13,10 @@ constexpr size_t kOldJobPropertyCount = 19;
 // Places in the table.
 constexpr size_t kJobModificationTimeAt = 2;
 constexpr size_t kJobNumberedIdsAt = 5;  // three: work type, project, teamwork
-constexpr size_t kJobIdTextsAt = 19;     // the same three as texts
+constexpr size_t kJobFlagsAt = 11;
+constexpr size_t kJobIdTextsAt = 19;  // the same three as texts
 
+constexpr CEPROPID kJobFlagsId = 0x400B001F;
 constexpr CEPROPID kJobStartTimeId = 0x40080040;
 constexpr CEPROPID kJobLocalDayId = 0x40120040;
 

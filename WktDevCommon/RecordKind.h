@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "WktCommon/Log.h"
-#include "WktCommon/WktTypeLean.h"
+#include "WktCommon/WktTypeKinds.h"
 #include "WktDevCommon/JobDatabase.h"
 #include "WktDevCommon/JobProperties.h"
 #include "WktDevCommon/WktTypeDatabase.h"
@@ -39,6 +39,13 @@ struct JobKind {
   static void LogBeforeCreate(const LogScope&, const PropertyValues&) {}
   static constexpr const WCHAR* kSynchronizedLine = u"Job is synchronized";
   static constexpr const WCHAR* kNotSynchronizedLine = u"Job is not synchronized";
+
+  // Where the flag text says what; the partners' characters start at the first place.
+  static constexpr CEPROPID kFlagsId = kJobFlagsId;
+  static constexpr size_t kFlagsAt = kJobFlagsAt;
+  static constexpr int kSynchronizedPosition = 4;
+  static constexpr int kChangedDuringSyncPosition = 6;
+  static bool HasClass(const PropertyValues&) { return true; }
 
   // Neither setter touches the modification time.
   static bool IsSynchronized(const Record& job, DWORD partner) {
@@ -78,6 +85,15 @@ struct TypeKind {
   }
   static constexpr const WCHAR* kSynchronizedLine = u"Type is synchronized";
   static constexpr const WCHAR* kNotSynchronizedLine = u"Type is not synchronized";
+
+  static constexpr CEPROPID kFlagsId = kTypeFlagsId;
+  static constexpr size_t kFlagsAt = kTypeFlagsAt;
+  static constexpr int kSynchronizedPosition = 0;
+  static constexpr int kChangedDuringSyncPosition = 2;
+  static bool HasClass(const PropertyValues& values) {
+    const int kind = StoredKind(values);
+    return kind >= kFirstTypeKind && kind <= kLastTypeKind;
+  }
 
   // Kept: both setters stamp the record like any other change.
   static bool IsSynchronized(const Record& type, DWORD partner) {

@@ -38,7 +38,7 @@ constexpr PropertyField<CWktTypeLean> kTypeProperties[] = {
     TextProperty<&CWktTypeLean::GetName2, &CWktTypeLean::SetName2>(0x4027001F),
     {0x4028001F, StoreComment, LoadComment},
     // Positions 0 to 2 are the state of the synchronisation.
-    {0x4029001F, StoreFlags, LoadFlags},
+    {kTypeFlagsId, StoreFlags, LoadFlags},
     // Through the virtual pair: a record may keep items in this text.
     TextProperty<&CWktTypeLean::GetUnused1, &CWktTypeLean::SetUnused1>(0x402A001F),
     TextProperty<&CWktTypeLean::GetUnused2, &CWktTypeLean::SetUnused2>(0x402B001F),
@@ -48,6 +48,7 @@ constexpr PropertyField<CWktTypeLean> kTypeProperties[] = {
 };
 static_assert(std::size(kTypeProperties) == kTypePropertyCount);
 static_assert(kTypeProperties[0].identifier == kTypeKindId);
+static_assert(kTypeProperties[kTypeFlagsAt].identifier == kTypeFlagsId);
 static_assert(kTypeProperties[kTypeModificationTimeAt].identifier == 0x40230040);
 
 }  // namespace

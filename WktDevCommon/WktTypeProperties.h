@@ -7,10 +7,12 @@
 namespace wkt {
 
 constexpr size_t kTypePropertyCount = 15;
-// Place in the table.
+// Places in the table.
 constexpr size_t kTypeModificationTimeAt = 3;
+constexpr size_t kTypeFlagsAt = 9;
 
 constexpr CEPROPID kTypeKindId = 0x40200003;
+constexpr CEPROPID kTypeFlagsId = 0x4029001F;
 constexpr CEPROPID kTypeCreationTimeId = 0x40240040;
 
 [[nodiscard]] PropertyRows<CWktTypeLean> TypeProperties();

@@ -374,6 +374,60 @@ TEST_F(SyncDatabase, ListsTheSameWhereAWriteMovesThePosition) {
   EXPECT_EQ(info.cChg, 1u);
 }
 
+// Without listeners the list is made from the flag texts alone.
+TEST_F(SyncDatabase, ListsTheSameWithoutListeners) {
+  const std::vector<std::u16string> flags = {u"",
+                                             u"0000",
+                                             u"00001",
+                                             u"0000111",
+                                             u"0000x0000",
+                                             u"1111011111111111111",
+                                             u"0010110000000000000999999",
+                                             kSynchronized,
+                                             kEditedWhileSynchronized,
+                                             u"1101000000000000000"};
+  for (const int kind : {1, 5, 6}) {
+    for (const std::u16string& text : flags)
+      AddType(kind, text.c_str(), 5 + static_cast<uint64_t>(kind));
+  }
+  RawDatabase(u"WktDevTypes").Add(RawType(u"T", 1).Remove(kTypeFlags));
+  AddJobs(flags);
+  RawDatabase(u"WktDevJobs").Add(RawJob(u"J").Remove(kJobFlags));
+  const auto list = [&](bool isTypes, DWORD partner) {
+    info = {};
+    EXPECT_EQ(isTypes ? FindTypes(partner) : FindJobs(partner), S_OK);
+    Oids found = Listed();
+    found.push_back(info.cUnChg);
+    found.push_back(info.cChg);
+    LocalFree(info.poid);
+    info.poid = nullptr;
+    return found;
+  };
+  for (const bool isTypes : {false, true}) {
+    for (const DWORD partner : {0u, 1u, 2u, 0xFFFFFFFFu}) {
+      const Oids heard = list(isTypes, partner);
+      const auto listener = wkt::logState.write;
+      wkt::logState.write = nullptr;
+      const Oids unheard = list(isTypes, partner);
+      wkt::logState.write = listener;
+      EXPECT_EQ(unheard, heard) << isTypes << " " << partner;
+    }
+  }
+}
+
+TEST_F(SyncDatabase, ClearsTheMarkWithoutListenersToo) {
+  const Oids oids = AddJobs({kEditedWhileSynchronized});
+  const CEOID type = AddType(1, u"1011000000000000000");
+  const auto listener = wkt::logState.write;
+  wkt::logState.write = nullptr;
+  EXPECT_EQ(FindJobs(), S_OK);
+  LocalFree(info.poid);
+  EXPECT_EQ(FindTypes(), S_OK);
+  wkt::logState.write = listener;
+  EXPECT_EQ(RawDatabase(u"WktDevJobs").Read(oids[0])->Text(kJobFlags), kSynchronized);
+  EXPECT_EQ(RawDatabase(u"WktDevTypes").Read(type)->Text(kTypeFlags), u"1001000000000000000");
+}
+
 TEST_F(SyncDatabase, NamesAVolumeThatItLivesOn) {
   WCHAR path[] = u"\\cards.vol";
   CEGUID volume = {};

@@ -6,6 +6,7 @@
 
 #include "platform/Files.h"
 #include "platform/Registry.h"
+#include "tests/support/LeakCheck.h"
 
 namespace wkt::test {
 
@@ -54,6 +55,7 @@ DeskDevice::DeskDevice(const control::DeviceOptions& options) {
 }
 
 DeskDevice::~DeskDevice() {
+  CheckForLeaks();
   if (control::DeviceFolder() == folder_)
     control::LeaveDevice();
   std::error_code ignored;

@@ -1,5 +1,7 @@
 #include "tests/support/Provider.h"
 
+#include "tests/support/LeakCheck.h"
+
 namespace wkt::test {
 namespace {
 
@@ -33,6 +35,7 @@ Provider::~Provider() {
 void Provider::Unload() {
   if (library == nullptr)
     return;
+  CheckForLeaks();
   EXPECT_TRUE(FreeLibrary(library));
   library = nullptr;
 }

@@ -81,6 +81,20 @@ UINT NumberPair(const Command& command, const std::string& key, UINT fallback) {
 
 }  // namespace
 
+Player::~Player() {
+  for (auto& [name, folder] : folders)
+    Release(folder);
+}
+
+Player::Lines Player::Release(Folder& folder) {
+  if (!folder.handler)
+    return {"= no handler"};
+  const ULONG references = folder.handler->Release();
+  if (references == 0)
+    folder.handler = nullptr;
+  return {"= " + std::to_string(references) + " references"};
+}
+
 Player::Lines Player::Play(const Command& command) {
   const std::string verb = command.Word(0);
   if (verb == "load")
@@ -132,7 +146,7 @@ Player::Lines Player::Play(const Command& command) {
   if (verb == "query")
     return Query();
   if (verb == "release")
-    return {"= " + std::to_string(FolderOf(command).handler->Release()) + " references"};
+    return Release(FolderOf(command));
   if (verb == "status")
     return {"= " + Truth(reportStatus(nullptr, static_cast<UINT>(std::stoul(command.Word(1))), 0))};
   return {"= no such command"};
@@ -162,6 +176,7 @@ Player::Lines Player::Load() {
 
 Player::Lines Player::Init(const Command& command) {
   Folder& folder = FolderOf(command);
+  Release(folder);
   const UINT partner = static_cast<UINT>(std::stoul(command.Word(2)));
   const BOOL result = initObjType(folder.name.data(), &folder.handler, partner);
   return {"= " + Truth(result) + (folder.handler ? " handler" : " no handler")};

@@ -32,6 +32,11 @@ namespace wkt::test {
 //   release FOLDER
 class Player {
  public:
+  Player() = default;
+  ~Player();
+  Player(const Player&) = delete;
+  Player& operator=(const Player&) = delete;
+
   // Answers of a command, each with "= " in front.
   std::vector<std::string> Play(const Command& command);
 
@@ -55,6 +60,7 @@ class Player {
   Lines Put(const Command& command);
   Lines Delete(const Command& command);
   Lines Notify(const Command& command);
+  Lines Release(Folder& folder);
   Lines Query();
   Lines Window(const std::string& what);
   Lines Messages();
