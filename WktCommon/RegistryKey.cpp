@@ -70,7 +70,7 @@ WideString CRegistryKey::ReadString(const WCHAR* name) const {
 int32_t CRegistryKey::ReadDword(const WCHAR* name, int32_t defaultValue) const {
   if (!handle)
     return defaultValue;
-  int32_t value = defaultValue;
+  int32_t value = 0;
   DWORD type = REG_NONE;
   DWORD byteCount = sizeof(value);
   const LONG code =

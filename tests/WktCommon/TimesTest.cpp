@@ -5,6 +5,7 @@
 #include <string>
 
 #include "WktCommon/RegistryKey.h"
+#include "host/control/Calls.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/DeskDevice.h"
 #include "tests/support/Text.h"
@@ -43,6 +44,27 @@ TEST_F(TimesTest, TheCurrentTimeIsUtcInWholeSeconds) {
   FILETIME time = {1, 2};
   EXPECT_EQ(&GetCurrentFileTime(time, FALSE, FALSE), &time);
   EXPECT_EQ(Ticks(time), wkt::test::kStartTicks + 7 * 10'000'000ull);
+}
+
+TEST_F(TimesTest, ThePlatformCallsOfEachOperation) {
+  using Names = std::vector<std::string>;
+  FILETIME time;
+  const auto calls = [](const auto& body) {
+    wkt::control::CallRecording recording;
+    body();
+    return wkt::control::CallNames(recording.Take());
+  };
+  EXPECT_EQ(calls([&] { GetCurrentFileTime(time, FALSE, FALSE); }),
+            (Names{"GetSystemTime", "SystemTimeToFileTime"}));
+  EXPECT_EQ(calls([&] { GetCurrentFileTime(time, TRUE, TRUE); }),
+            (Names{"GetLocalTime", "SystemTimeToFileTime"}));
+  WideString text;
+  EXPECT_EQ(calls([&] { FormatDateText(text, time, FALSE, 0); }),
+            (Names{"FileTimeToLocalFileTime", "FileTimeToSystemTime", "GetDateFormatW"}));
+  EXPECT_EQ(calls([&] { FormatDateText(text, time, TRUE, 1); }),
+            (Names{"FileTimeToSystemTime", "GetDateFormatW"}));
+  EXPECT_EQ(calls([&] { FormatTimeText(text, time, TRUE, FALSE, 1); }),
+            (Names{"FileTimeToSystemTime", "GetTimeFormatW"}));
 }
 
 TEST_F(TimesTest, TheLocalTimeIsConvertedAsItStands) {

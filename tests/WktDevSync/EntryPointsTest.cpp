@@ -11,6 +11,7 @@
 #include "platform/Database.h"
 #include "platform/Files.h"
 #include "platform/Registry.h"
+#include "tests/support/AllocationCounter.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Provider.h"
 #include "tests/support/Samples.h"
@@ -209,6 +210,12 @@ TEST_F(EntryPointsTest, CleaningUpWithTheObjectStoreAsksToUnmountIt) {
   EXPECT_TRUE(provider.initObjType(nullptr, nullptr, 1));
   const LogLines calls = wkt::control::CallNames(recording.Take());
   EXPECT_EQ(calls, LogLines{"CeUnmountDBVol"});
+}
+
+TEST_F(EntryPointsTest, WithoutMemoryThereIsNoHandler) {
+  const wkt::test::AllocationFailure failure(1);
+  EXPECT_EQ(provider.Init(u"WktTypes", 1), nullptr);
+  EXPECT_TRUE(failure.Happened());
 }
 
 TEST_F(EntryPointsTest, InitObjTypeWithoutAPlaceForTheHandlerDoesNotCrash) {
