@@ -1,5 +1,5 @@
 // Property databases. A volume (the object store or a mounted file) holds databases by name and
-// type, a database records, a record (identifier, value) pairs. Every write is one transaction.
+// type, a database records, a record (identifier, value) pairs. Damaged data: ERROR_READ_FAULT.
 #pragma once
 
 #include "platform/DatabaseTypes.h"
@@ -83,7 +83,7 @@ CEOID CEAPI CeReadRecordPropsEx(HANDLE database, DWORD flags, LPWORD propCount, 
 // Makes a record (oid 0) or changes just the given properties of one; CEDB_PROPDELETE removes a
 // property. Values are copied. Returns the record's identifier. 0: ERROR_INVALID_PARAMETER (no such
 // record, no value, too long), ERROR_DBPROP_NOT_FOUND (a NONNULL sort property is missing),
-// ERROR_REPEATED_KEY (UNIQUE), ERROR_DISK_FULL.
+// ERROR_REPEATED_KEY (UNIQUE), ERROR_DISK_FULL. Each call is one transaction.
 CEOID CEAPI CeWriteRecordProps(HANDLE database, CEOID oid, WORD propCount, CEPROPVAL* values);
 
 // FALSE with ERROR_INVALID_PARAMETER for a bad handle or record.
