@@ -25,7 +25,7 @@ HRESULT CDataHandler::Setup(PREPLSETUP pSetup) {
   const wkt::LogScope log("CDataHandler::Setup");
   if (!pSetup) {
     log.Write(wkt::kLogProgress, u"Folder type = '%s'", u"NULL");
-    return log.Result(S_OK);
+    return S_OK;
   }
   const wkt::FolderName folder(pSetup->szObjType);
   log.Write(wkt::kLogProgress, u"Folder type = '%s'", folder.c_str());
@@ -37,7 +37,7 @@ HRESULT CDataHandler::Setup(PREPLSETUP pSetup) {
     writeSetup = pSetup;
     log.Write(wkt::kLogProgress, u"Write request");
   }
-  return log.Result(S_OK);
+  return S_OK;
 }
 
 HRESULT CDataHandler::Reset(PREPLSETUP /*pSetup*/) {
