@@ -18,6 +18,16 @@ constexpr WCHAR kDefaultFlags[wkt::kNumberUnits] = u"0000000000000000000";
 constexpr WCHAR kDailyJob[wkt::kJobTypeUnits] = u"act";
 constexpr WCHAR kFavoriteJob[wkt::kJobTypeUnits] = u"fac";
 
+void LogLocalDay(const FILETIME& time) {
+  if (!wkt::IsLogging())
+    return;
+  WideString date;
+  WideString clock;
+  FormatDateText(date, time, TRUE, 0);
+  FormatTimeText(clock, time, TRUE, FALSE, wkt::kHoursMinutes);
+  wkt::PassToLog(wkt::kLogDetail, u"Local day = %s %s", date.c_str(), clock.c_str());
+}
+
 }  // namespace
 
 int32_t CJobPacket::instanceCount = 0;
@@ -42,7 +52,8 @@ CJobPacket::CJobPacket(int type) : activityType(type) {
   SetModificationTime(now);
   startTime = modificationTime;
   endTime = modificationTime;
-  SetLocalDayAsFileTime(now);
+  LogLocalDay(now);
+  localDay = modificationTime;
   valid = 1;
 }
 
@@ -96,12 +107,6 @@ void CJobPacket::SetFlags(const WCHAR* text) {
 }
 
 void CJobPacket::SetLocalDayAsFileTime(FILETIME time) {
-  if (wkt::IsLogging()) {
-    WideString date;
-    WideString clock;
-    FormatDateText(date, time, TRUE, 0);
-    FormatTimeText(clock, time, TRUE, FALSE, wkt::kHoursMinutes);
-    wkt::PassToLog(wkt::kLogDetail, u"Local day = %s %s", date.c_str(), clock.c_str());
-  }
+  LogLocalDay(time);
   wkt::WriteTime(localDay, time);
 }
