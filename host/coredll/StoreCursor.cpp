@@ -1,6 +1,8 @@
 #include "host/coredll/StoreCursor.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <utility>
 
 #include "host/coredll/StoreCatalogue.h"
 #include "host/coredll/StoreVolume.h"
@@ -12,9 +14,11 @@ namespace {
 
 // Records read ahead by the first statement after a seek, and by later ones.
 constexpr uint32_t kFirstRunLength = 8;
-constexpr uint32_t kLongRunLength = 64;
-// Records may be large: a run ends early at this size.
+constexpr uint32_t kLongRunLength = 128;
+// Bytes of a run.
 constexpr size_t kMaxRunBytes = 512 * 1024;
+// Records between two wanted ones are stepped over rather than left out by another statement.
+constexpr CEOID kMaxOidGap = 8;
 
 }  // namespace
 
@@ -29,10 +33,15 @@ StoreCursor::StoreCursor(std::shared_ptr<StoreVolume> volume,
 }
 
 StoreCursor::~StoreCursor() {
+  ClearRun();
   std::erase(database_->Cursors(), this);
 }
 
 void StoreCursor::ClearRun() {
+  if (hasSlot_)
+    key_.assign(KeyOf(entries_[slot_]));
+  for (const Entry& entry : entries_)
+    free(entry.block.bytes);
   bytes_.clear();
   entries_.clear();
   hasSlot_ = false;
@@ -43,7 +52,6 @@ void StoreCursor::Enter(size_t slot) {
   slot_ = slot;
   hasSlot_ = true;
   oid_ = entries_[slot].oid;
-  key_.assign(KeyOf(entries_[slot]));
 }
 
 void StoreCursor::GoToEnd() {
@@ -67,13 +75,15 @@ DWORD StoreCursor::ReadOne(CEOID oid) {
   if (const DWORD error = database_->ReadImage(oid, bytes_); error != ERROR_SUCCESS)
     return error;
   const auto image = RecordImage::Parse(bytes_);
+  if (!image)
+    return ERROR_READ_FAULT;
   bool isComplete = false;
   if (const DWORD error = MakeSortKey(database_->Orders()[order_], *image, key_, isComplete);
       error != ERROR_SUCCESS)
     return error;
   AppendOid(key_, oid);
   const auto length = static_cast<uint32_t>(bytes_.size());
-  entries_.push_back({oid, length, static_cast<uint32_t>(key_.size()), 0, length});
+  entries_.push_back({oid, length, static_cast<uint32_t>(key_.size()), 0, length, {}});
   bytes_.append(key_);
   at_ = At::Record;
   oid_ = oid;
@@ -82,25 +92,79 @@ DWORD StoreCursor::ReadOne(CEOID oid) {
   return ERROR_SUCCESS;
 }
 
+// Records of the usual size that fit a run.
+uint32_t StoreCursor::LongestRun() const {
+  const CatalogueRow& row = database_->Row();
+  const uint64_t each = row.recordCount == 0 ? 0 : row.byteCount / row.recordCount;
+  return static_cast<uint32_t>(std::max<uint64_t>(1, kMaxRunBytes / (each + 1)));
+}
+
 DWORD StoreCursor::ReadRun(std::string_view above) {
-  ClearRun();
-  StoreStatement& statement = database_->Statement(StoreQuery::ReadRun);
+  // Keys come from the ranks' blocks, which are in memory when the order was gone through before.
+  std::string keys;
+  std::vector<uint32_t> keyEnds;
+  const uint32_t wanted = std::min(nextRunLength_, LongestRun());
+  nextRunLength_ = kLongRunLength;
+  if (const DWORD error = database_->Ranks(order_).KeysAbove(above, wanted, keys, keyEnds);
+      error != ERROR_SUCCESS)
+    return error;
+  byOid_.clear();
+  for (uint32_t slot = 0; slot < keyEnds.size(); ++slot)
+    byOid_.push_back({OidOfKey(std::string_view(keys).substr(0, keyEnds[slot])), slot});
+  entries_.resize(keyEnds.size());
+  bytes_.swap(keys);
+  for (uint32_t slot = 0; slot < keyEnds.size(); ++slot) {
+    const uint32_t start = slot == 0 ? 0 : keyEnds[slot - 1];
+    entries_[slot] = {byOid_[slot].oid, start, keyEnds[slot] - start, 0, 0, {}};
+  }
+  return ReadImages();
+}
+
+// The images of all entries. Records that were made one after the other lie side by side and come
+// by one statement, whatever their place in the order.
+DWORD StoreCursor::ReadImages() {
+  std::sort(byOid_.begin(), byOid_.end(),
+            [](const Wanted& left, const Wanted& right) { return left.oid < right.oid; });
+  StoreStatement& statement = database_->Statement(StoreQuery::ReadRange);
   if (!statement.IsPrepared())
     return volume_->LastFailure();
-  StoreRun run(statement);
-  run.Number(static_cast<int64_t>(order_)).Bytes(above).Number(nextRunLength_);
-  nextRunLength_ = kLongRunLength;
-  int code = SQLITE_ROW;
-  while (bytes_.size() < kMaxRunBytes && (code = run.Step()) == SQLITE_ROW) {
-    const std::string_view key = run.BytesAt(0);
-    const std::string_view image = run.BytesAt(2);
-    const auto start = static_cast<uint32_t>(bytes_.size());
-    const auto keyLength = static_cast<uint32_t>(key.size());
-    entries_.push_back({static_cast<CEOID>(run.NumberAt(1)), start, keyLength, start + keyLength,
-                        static_cast<uint32_t>(image.size())});
-    bytes_.append(key).append(image);
+  const StoreVolume::Reading reading(*volume_);
+  size_t kept = entries_.size();
+  for (size_t first = 0; first < byOid_.size();) {
+    size_t next = first + 1;
+    while (next < byOid_.size() && byOid_[next].oid - byOid_[next - 1].oid <= kMaxOidGap)
+      ++next;
+    StoreRun run(statement);
+    run.Number(byOid_[first].oid).Number(byOid_[next - 1].oid);
+    int code = SQLITE_ROW;
+    while (first < next && (code = run.Step()) == SQLITE_ROW) {
+      const auto oid = static_cast<CEOID>(run.NumberAt(0));
+      while (first < next && byOid_[first].oid < oid)
+        kept = std::min<size_t>(kept, byOid_[first++].slot);
+      if (first == next || byOid_[first].oid != oid)
+        continue;
+      Entry& entry = entries_[byOid_[first++].slot];
+      const std::string_view image = run.BytesAt(1);
+      if (makesBlocks_)
+        entry.block = MakeBlock(image);
+      if (entry.block.bytes != nullptr)
+        continue;
+      entry.imageStart = static_cast<uint32_t>(bytes_.size());
+      entry.imageLength = static_cast<uint32_t>(image.size());
+      bytes_.append(image);
+    }
+    if (code != SQLITE_ROW && code != SQLITE_DONE)
+      return volume_->LastFailure();
+    for (; first < next; ++first)
+      kept = std::min<size_t>(kept, byOid_[first].slot);
   }
-  return code == SQLITE_ROW || code == SQLITE_DONE ? DWORD{ERROR_SUCCESS} : volume_->LastFailure();
+  // A record without image was deleted between the statements: ReadWhole sees that and comes again.
+  if (kept == 0 && !entries_.empty())
+    return ERROR_READ_FAULT;
+  for (size_t slot = kept; slot < entries_.size(); ++slot)
+    free(entries_[slot].block.bytes);
+  entries_.resize(kept);
+  return ERROR_SUCCESS;
 }
 
 DWORD StoreCursor::ResolveRecord() {
@@ -129,6 +193,7 @@ DWORD StoreCursor::Resolve() {
     Enter(slot_ + 1);
     return ERROR_SUCCESS;
   }
+  ClearRun();
   if (const DWORD error = ReadRun(at_ == At::After ? std::string_view(key_) : std::string_view());
       error != ERROR_SUCCESS)
     return error;
@@ -140,8 +205,32 @@ DWORD StoreCursor::Resolve() {
   return ERROR_SUCCESS;
 }
 
+// Onto a record that has a slot.
+DWORD StoreCursor::Settle() {
+  volume_->Refresh();
+  const bool isAhead = at_ == At::After && hasSlot_ && slot_ + 1 < entries_.size();
+  if (isAhead && generation_ == volume_->Generation()) [[likely]] {
+    Enter(slot_ + 1);
+    return ERROR_SUCCESS;
+  }
+  return volume_->ReadWhole([this] { return Resolve(); });
+}
+
+bool StoreCursor::TakeBlock(CEOID& oid, RecordBlock& block) {
+  if (Settle() != ERROR_SUCCESS || entries_[slot_].block.bytes == nullptr)
+    return false;
+  oid = oid_;
+  block = std::exchange(entries_[slot_].block, {});
+  return true;
+}
+
 DWORD StoreCursor::Current(CEOID& oid, std::string_view& image) {
-  const DWORD error = volume_->ReadWhole([this] { return Resolve(); });
+  DWORD error = Settle();
+  // Its block was made instead of the image, perhaps given away already.
+  if (error == ERROR_SUCCESS && entries_[slot_].imageLength == 0) {
+    ClearRun();
+    error = volume_->ReadWhole([this] { return Resolve(); });
+  }
   if (error != ERROR_SUCCESS)
     return error;
   oid = oid_;
@@ -206,7 +295,7 @@ DWORD StoreCursor::SeekFromCurrent(int32_t distance, CEOID& found, uint32_t* pla
     if (resolved != ERROR_SUCCESS && at_ != At::Gap && at_ != At::End)
       return resolved;
     if (at_ != At::End)
-      return database_->Ranks(order_).RankOf(key_, rank);
+      return database_->Ranks(order_).RankOf(Key(), rank);
     rank = database_->Row().recordCount;
     return DWORD{ERROR_SUCCESS};
   });
@@ -261,8 +350,8 @@ DWORD StoreCursor::HoldPosition(bool isDeleting) {
     return ERROR_SUCCESS;
   }
   std::string next;
-  const DWORD error = database_->NextKey(
-      order_, at_ == At::After ? std::string_view(key_) : std::string_view(), next);
+  const DWORD error =
+      database_->NextKey(order_, at_ == At::After ? Key() : std::string_view(), next);
   if (error == ERROR_SUCCESS)
     MoveTo(OidOfKey(next), next);
   else if (error == ERROR_NO_MORE_ITEMS)
@@ -286,6 +375,7 @@ void StoreCursor::RecordChanged(CEOID oid, std::string_view image) {
     ClearRun();
     return;
   }
+  free(std::exchange(found->block, {}).bytes);
   found->imageStart = static_cast<uint32_t>(bytes_.size());
   found->imageLength = static_cast<uint32_t>(image.size());
   bytes_.append(image);
@@ -303,6 +393,7 @@ void StoreCursor::RecordDeleted(CEOID oid) {
     return;
   if (hasSlot_ && static_cast<size_t>(found - entries_.begin()) < slot_)
     --slot_;
+  free(found->block.bytes);
   entries_.erase(found);
 }
 
@@ -317,7 +408,7 @@ DWORD StoreCursor::SeekValue(DWORD seekType, std::span<const CEPROPVAL> values, 
     if (const DWORD wrong = MakeSeekKey(database_->Orders()[order_], values, prefix);
         wrong != ERROR_SUCCESS)
       return wrong;
-    return database_->FindKey(order_, seekType, prefix, key_, key);
+    return database_->FindKey(order_, seekType, prefix, Key(), key);
   });
   if (error == ERROR_INVALID_PARAMETER)
     return error;

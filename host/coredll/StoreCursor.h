@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "host/coredll/Handles.h"
+#include "host/coredll/StoreBlock.h"
 #include "host/coredll/StoreDatabase.h"
 
 namespace wkt::host {
@@ -27,6 +28,13 @@ class StoreCursor : public HandleObject {
   [[nodiscard]] StoreDatabase& Database() const { return *database_; }
   [[nodiscard]] size_t Order() const { return order_; }
   [[nodiscard]] bool Increments() const { return increments_; }
+
+  // Whether what follows is read record by record, each whole and into a block of its own: such
+  // blocks are then made while reading ahead.
+  void ExpectWholeReads(bool expects) { makesBlocks_ = expects; }
+  // The record at the position as a block that is the caller's from now on. False when none is
+  // ready.
+  bool TakeBlock(CEOID& oid, RecordBlock& block);
 
   // The record at the position. `image` is good until the next call of anything here.
   // ERROR_NO_MORE_ITEMS at the end, ERROR_KEY_DELETED when the record is gone.
@@ -63,7 +71,8 @@ class StoreCursor : public HandleObject {
     uint32_t keyStart;
     uint32_t keyLength;
     uint32_t imageStart;
-    uint32_t imageLength;
+    uint32_t imageLength;  // 0: there is none here
+    RecordBlock block;     // instead of the image
   };
 
   [[nodiscard]] std::string_view KeyOf(const Entry& entry) const {
@@ -72,11 +81,23 @@ class StoreCursor : public HandleObject {
   [[nodiscard]] std::string_view ImageOf(const Entry& entry) const {
     return std::string_view(bytes_).substr(entry.imageStart, entry.imageLength);
   }
+  struct Wanted {
+    CEOID oid;
+    uint32_t slot;
+  };
+
+  // Of oid_, while it is in use.
+  [[nodiscard]] std::string_view Key() const {
+    return hasSlot_ ? KeyOf(entries_[slot_]) : std::string_view(key_);
+  }
   DWORD CheckGeneration();
+  DWORD Settle();
   DWORD Resolve();
   DWORD ResolveRecord();
   DWORD ReadOne(CEOID oid);
   DWORD ReadRun(std::string_view above);
+  DWORD ReadImages();
+  [[nodiscard]] uint32_t LongestRun() const;
   void Enter(size_t slot);
   void ClearRun();
   void GoToEnd();
@@ -89,12 +110,14 @@ class StoreCursor : public HandleObject {
 
   At at_ = At::Begin;
   CEOID oid_ = 0;
-  std::string key_;
+  std::string key_;  // of oid_, kept up only while there is no slot
 
   // Records read ahead: neighbours in the order. slot_ is that of oid_, if hasSlot_.
   uint32_t generation_ = 0;
   std::string bytes_;
   std::vector<Entry> entries_;
+  std::vector<Wanted> byOid_;  // work space
+  bool makesBlocks_ = false;
   size_t slot_ = 0;
   bool hasSlot_ = false;
   uint32_t nextRunLength_;

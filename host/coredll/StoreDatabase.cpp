@@ -12,8 +12,7 @@ namespace {
 // In the order of StoreQuery; %u is the database.
 constexpr const char* kQueries[] = {
     "SELECT img FROM record_%u WHERE oid = ?1",
-    "SELECT s.key, s.oid, r.img FROM sort_%u AS s CROSS JOIN record_%u AS r ON r.oid = s.oid "
-    "WHERE s.ord = ?1 AND s.key > ?2 ORDER BY s.key LIMIT ?3",
+    "SELECT oid, img FROM record_%u WHERE oid BETWEEN ?1 AND ?2",
     "SELECT key FROM sort_%u WHERE ord = ?1 AND key >= ?2 ORDER BY key LIMIT ?3",
     "SELECT key FROM sort_%u WHERE ord = ?1 AND key > ?2 ORDER BY key LIMIT 1",
     "SELECT key FROM sort_%u WHERE ord = ?1 AND key < ?2 ORDER BY key DESC LIMIT 1",
@@ -84,7 +83,7 @@ DWORD StoreDatabase::ReadImage(CEOID oid, std::string& bytes) {
   if (code != SQLITE_ROW)
     return volume_.LastFailure();
   bytes.assign(run.BytesAt(0));
-  return RecordImage::Parse(bytes) ? DWORD{ERROR_SUCCESS} : DWORD{ERROR_READ_FAULT};
+  return ERROR_SUCCESS;
 }
 
 DWORD StoreDatabase::NextKey(size_t order, std::string_view key, std::string& next) {

@@ -33,7 +33,7 @@ struct CatalogueRow {
 // Statements on a database's own tables.
 enum class StoreQuery : uint8_t {
   ReadImage,
-  ReadRun,
+  ReadRange,
   ReadKeys,
   NextKey,
   PriorKey,
@@ -72,7 +72,7 @@ class StoreDatabase {
   // Prepared, unless that failed.
   StoreStatement& Statement(StoreQuery query);
 
-  // ERROR_FILE_NOT_FOUND when there is no such record. The bytes are checked.
+  // ERROR_FILE_NOT_FOUND when there is no such record.
   DWORD ReadImage(CEOID oid, std::string& bytes);
   // The key after `key`; ERROR_NO_MORE_ITEMS at the end.
   DWORD NextKey(size_t order, std::string_view key, std::string& next);

@@ -26,20 +26,16 @@ void FillUp(std::string& out) {
   out.append((4 - out.size() % 4) % 4, '\0');
 }
 
-// Whether `data` has the form that its type asks for.
-bool IsDataOfType(WORD type, std::string_view data) {
-  switch (type) {
-    case CEVT_R8:
-    case CEVT_FILETIME:
-      return data.size() == 8;
-    case CEVT_LPWSTR:
-      // The last unit is the terminator or fills up behind it.
-      return data.size() >= 4 && data[data.size() - 1] == '\0' && data[data.size() - 2] == '\0';
-    case CEVT_BLOB:
-      return data.size() >= 4 && WordAt(data, 0) <= data.size() - 4;
-    default:
-      return false;
-  }
+// Whether the bytes, whose number is a multiple of four, have the form that the type asks for.
+bool IsDataOfType(WORD type, const char* data, uint32_t byteCount) {
+  if (type == CEVT_FILETIME || type == CEVT_R8)
+    return byteCount == 8;
+  uint32_t word = 0;
+  if (byteCount < sizeof word || (type != CEVT_LPWSTR && type != CEVT_BLOB))
+    return false;
+  // A text's last unit is the terminator or fills up behind it; a blob begins with its length.
+  std::memcpy(&word, type == CEVT_LPWSTR ? data + byteCount - sizeof word : data, sizeof word);
+  return type == CEVT_LPWSTR ? word >> 16 == 0 : word <= byteCount - sizeof word;
 }
 
 uint32_t ShortValue(const CEPROPVAL& value) {
@@ -138,28 +134,23 @@ std::optional<RecordImage> RecordImage::Parse(std::string_view bytes) {
   if (count > (bytes.size() - kHeadBytes) / sizeof(Entry))
     return std::nullopt;
   const RecordImage image(bytes, count);
-  uint32_t end = static_cast<uint32_t>(bytes.size());
-  CEPROPID above = 0;
+  const uint32_t start = image.DataStart();
+  auto end = static_cast<uint32_t>(bytes.size());
+  uint64_t above = uint64_t{1} << 32;
   for (uint32_t index = count; index-- > 0;) {
     const Entry entry = image.At(index);
-    const WORD type = TypeOfProperty(entry.property);
-    if (index + 1 < count && entry.property >= above)
+    if (entry.property >= above)
       return std::nullopt;
     above = entry.property;
+    const WORD type = TypeOfProperty(entry.property);
     if (IsShortType(type))
       continue;
-    if (entry.word < image.DataStart() || entry.word > end || entry.word % 4 != 0 ||
-        !IsDataOfType(type, bytes.substr(entry.word, end - entry.word)))
+    if (entry.word < start || entry.word > end || entry.word % 4 != 0 ||
+        !IsDataOfType(type, bytes.data() + entry.word, end - entry.word))
       return std::nullopt;
     end = entry.word;
   }
   return image;
-}
-
-RecordImage::Entry RecordImage::At(uint32_t index) const {
-  Entry entry;
-  std::memcpy(&entry, bytes_.data() + kHeadBytes + index * sizeof entry, sizeof entry);
-  return entry;
 }
 
 uint32_t RecordImage::Find(CEPROPID property) const {

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <span>
 #include <string>
@@ -24,8 +25,9 @@ constexpr WORD TypeOfProperty(CEPROPID property) {
 }
 // Values whose entry holds them whole.
 constexpr bool IsShortType(WORD type) {
-  return type == CEVT_I2 || type == CEVT_UI2 || type == CEVT_I4 || type == CEVT_UI4 ||
-         type == CEVT_BOOL;
+  constexpr uint32_t kShortTypes =
+      1u << CEVT_I2 | 1u << CEVT_UI2 | 1u << CEVT_I4 | 1u << CEVT_UI4 | 1u << CEVT_BOOL;
+  return type < 32 && (kShortTypes >> type & 1) != 0;
 }
 constexpr bool IsPropertyType(WORD type) {
   return IsShortType(type) || type == CEVT_R8 || type == CEVT_FILETIME || type == CEVT_LPWSTR ||
@@ -48,7 +50,11 @@ class RecordImage {
 
   [[nodiscard]] std::string_view Bytes() const { return bytes_; }
   [[nodiscard]] uint32_t Count() const { return count_; }
-  [[nodiscard]] Entry At(uint32_t index) const;
+  [[nodiscard]] Entry At(uint32_t index) const {
+    Entry entry;
+    std::memcpy(&entry, bytes_.data() + kHeadBytes + index * sizeof entry, sizeof entry);
+    return entry;
+  }
   // Index of the property, or Count().
   [[nodiscard]] uint32_t Find(CEPROPID property) const;
   // The data behind all entries, and where it starts in the block.

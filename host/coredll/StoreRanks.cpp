@@ -79,6 +79,15 @@ size_t StoreRanks::KeyList::Below(std::string_view key) const {
   return low;
 }
 
+void StoreRanks::KeyList::CopyTo(size_t index, size_t end, std::string& keys,
+                                 std::vector<uint32_t>& ends) const {
+  const uint32_t start = index == 0 ? 0 : ends_[index - 1];
+  const auto offset = static_cast<uint32_t>(keys.size()) - start;
+  keys.append(bytes_, start, ends_[end - 1] - start);
+  for (; index < end; ++index)
+    ends.push_back(ends_[index] + offset);
+}
+
 std::unique_ptr<StoreRanks::KeyList> StoreRanks::KeyList::Split(size_t index) {
   auto upper = std::make_unique<KeyList>();
   const uint32_t start = index == 0 ? 0 : ends_[index - 1];
@@ -184,9 +193,40 @@ DWORD StoreRanks::RankOf(std::string_view key, uint32_t& rank) {
   size_t below = block.keys->Below(key);
   for (size_t index = 0; index < place.group; ++index)
     below += groups_[index].count;
-  for (size_t index = 0; index < place.block; ++index)
-    below += group.blocks[index].count;
+  if (group.below.empty()) {
+    uint32_t total = 0;
+    for (const Block& each : group.blocks) {
+      group.below.push_back(total);
+      total += each.count;
+    }
+  }
+  below += group.below[place.block];
   rank = static_cast<uint32_t>(below);
+  return ERROR_SUCCESS;
+}
+
+DWORD StoreRanks::KeysAbove(std::string_view key, size_t limit, std::string& keys,
+                            std::vector<uint32_t>& ends) {
+  Place place{};
+  if (const DWORD error = Locate(key, place); error != ERROR_SUCCESS)
+    return error;
+  bool isFirst = true;
+  for (; place.group < groups_.size() && ends.size() < limit; ++place.group, place.block = 0) {
+    if (const DWORD error = LoadBlocks(place.group); error != ERROR_SUCCESS)
+      return error;
+    for (; place.block < groups_[place.group].blocks.size() && ends.size() < limit; ++place.block) {
+      Block& block = groups_[place.group].blocks[place.block];
+      if (const DWORD error = LoadKeys(block); error != ERROR_SUCCESS)
+        return error;
+      size_t first = isFirst ? block.keys->Below(key) : 0;
+      if (isFirst && first < block.keys->Count() && block.keys->At(first) == key)
+        ++first;
+      isFirst = false;
+      const size_t last = std::min(block.keys->Count(), first + limit - ends.size());
+      if (first < last)
+        block.keys->CopyTo(first, last, keys, ends);
+    }
+  }
   return ERROR_SUCCESS;
 }
 
@@ -255,6 +295,7 @@ DWORD StoreRanks::Added(std::string_view key) {
   }
   ++group.count;
   ++block.count;
+  group.below.clear();
   if (block.keys != nullptr) {
     block.keys->Insert(block.keys->Below(key), key);
     ++keysInMemory_;
@@ -298,6 +339,7 @@ DWORD StoreRanks::SplitGroup(size_t place) {
   }
   lower.blocks.resize(middle);
   lower.count -= upper.count;
+  lower.below.clear();
   DWORD error = ChangeCount(kGroupLevel, lower.first, -int64_t{upper.count});
   if (error == ERROR_SUCCESS)
     error = InsertRow(kGroupLevel, upper.first, upper.count);
@@ -320,6 +362,7 @@ DWORD StoreRanks::Removed(std::string_view key) {
   }
   --group.count;
   --block.count;
+  group.below.clear();
   if (block.keys != nullptr) {
     block.keys->Erase(block.keys->Below(key));
     --keysInMemory_;
@@ -362,6 +405,7 @@ DWORD StoreRanks::MergeGroups(size_t left) {
   Group& upper = groups_[left + 1];
   if (lower.blocks.size() + upper.blocks.size() >= kMergeBelow)
     return ERROR_SUCCESS;
+  lower.below.clear();
   DWORD error = ChangeCount(kGroupLevel, lower.first, upper.count);
   if (error == ERROR_SUCCESS)
     error = DeleteRow(kGroupLevel, upper.first);

@@ -27,6 +27,10 @@ class StoreRanks {
   // The key at a place; ERROR_SEEK when there are not so many.
   DWORD KeyAt(uint32_t rank, std::string& key);
 
+  // Up to `limit` keys above `key`, in their order, one behind the other, and where each ends.
+  DWORD KeysAbove(std::string_view key, size_t limit, std::string& keys,
+                  std::vector<uint32_t>& ends);
+
   // To be called in a write transaction after the key was put into or taken from sort_N.
   DWORD Added(std::string_view key);
   DWORD Removed(std::string_view key);
@@ -46,6 +50,8 @@ class StoreRanks {
     [[nodiscard]] std::string_view At(size_t index) const;
     // Number of keys below `key`.
     [[nodiscard]] size_t Below(std::string_view key) const;
+    // Appends the keys from `index` up to, not including, `end`.
+    void CopyTo(size_t index, size_t end, std::string& keys, std::vector<uint32_t>& ends) const;
     // Moves the keys from `index` on into a list of their own.
     std::unique_ptr<KeyList> Split(size_t index);
 
@@ -63,6 +69,7 @@ class StoreRanks {
     uint32_t count = 0;
     bool isLoaded = false;
     std::vector<Block> blocks;
+    std::vector<uint32_t> below;  // keys of the group below each block; empty: to be counted
   };
   struct Place {
     size_t group;

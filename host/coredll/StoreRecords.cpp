@@ -4,6 +4,7 @@
 
 #include "host/coredll/CallHook.h"
 #include "host/coredll/Device.h"
+#include "host/coredll/StoreBlock.h"
 #include "host/coredll/StoreCursor.h"
 #include "host/coredll/StoreMounts.h"
 #include "platform/Database.h"
@@ -91,50 +92,17 @@ DWORD MakeRoom(const ReadBuffer& buffer, size_t needed) {
   return ERROR_SUCCESS;
 }
 
-// `data` is where the value's data lies in the caller's buffer.
-CEPROPVAL MakeValue(const RecordImage::Entry& entry, BYTE* data) {
-  CEPROPVAL value{};
-  value.propid = entry.property;
-  switch (TypeOfProperty(entry.property)) {
-    case CEVT_LPWSTR:
-      value.val.lpwstr = reinterpret_cast<WCHAR*>(data);
-      break;
-    case CEVT_FILETIME:
-    case CEVT_R8:
-      std::memcpy(&value.val, data, 8);
-      break;
-    case CEVT_BLOB:
-      std::memcpy(&value.val.blob.dwCount, data, sizeof(DWORD));
-      value.val.blob.lpb = data + sizeof(DWORD);
-      break;
-    case CEVT_I2:
-      value.val.iVal = static_cast<SHORT>(entry.word);
-      break;
-    case CEVT_UI2:
-      value.val.uiVal = static_cast<USHORT>(entry.word);
-      break;
-    default:
-      value.val.ulVal = entry.word;
-      break;
-  }
-  return value;
-}
-
-DWORD CopyAll(const RecordImage& image, const ReadBuffer& buffer, WORD& propertyCount) {
-  const size_t arrayBytes = image.Count() * sizeof(CEPROPVAL);
-  if (const DWORD error = MakeRoom(buffer, arrayBytes + image.Data().size());
-      error != ERROR_SUCCESS)
+DWORD CopyAll(std::string_view image, const ReadBuffer& buffer, WORD& propertyCount) {
+  const size_t byteCount = BlockBytes(image);
+  if (byteCount == 0)
+    return ERROR_READ_FAULT;
+  if (const DWORD error = MakeRoom(buffer, byteCount); error != ERROR_SUCCESS)
     return error;
-  BYTE* data = *buffer.block + arrayBytes;
-  std::memcpy(data, image.Data().data(), image.Data().size());
-  for (uint32_t index = 0; index < image.Count(); ++index) {
-    const RecordImage::Entry entry = image.At(index);
-    const bool isShort = IsShortType(TypeOfProperty(entry.property));
-    const CEPROPVAL value =
-        MakeValue(entry, isShort ? nullptr : data + (entry.word - image.DataStart()));
-    std::memcpy(*buffer.block + index * sizeof value, &value, sizeof value);
-  }
-  propertyCount = static_cast<WORD>(image.Count());
+  if (!FillBlock(image, *buffer.block))
+    return ERROR_READ_FAULT;
+  uint32_t count = 0;
+  std::memcpy(&count, image.data() + sizeof count, sizeof count);
+  propertyCount = static_cast<WORD>(count);
   return ERROR_SUCCESS;
 }
 
@@ -156,16 +124,18 @@ DWORD CopySome(const RecordImage& image, const ReadBuffer& buffer,
   BYTE* data = *buffer.block + wanted.size() * sizeof(CEPROPVAL);
   for (size_t place = 0; place < wanted.size(); ++place) {
     const uint32_t index = image.Find(wanted[place]);
-    CEPROPVAL value{};
-    value.propid = wanted[place];
-    value.wFlags = CEDB_PROPNOTFOUND;
+    BYTE* slot = *buffer.block + place * sizeof(CEPROPVAL);
     if (index < image.Count()) {
       const std::string_view bytes = image.DataOf(index);
       std::memcpy(data, bytes.data(), bytes.size());
-      value = MakeValue(image.At(index), data);
+      PutValue(image.At(index), data, image.At(index).word, slot);
       data += bytes.size();
+    } else {
+      CEPROPVAL missing{};
+      missing.propid = wanted[place];
+      missing.wFlags = CEDB_PROPNOTFOUND;
+      std::memcpy(slot, &missing, sizeof missing);
     }
-    std::memcpy(*buffer.block + place * sizeof value, &value, sizeof value);
   }
   return ERROR_SUCCESS;
 }
@@ -180,15 +150,27 @@ CEOID ReadRecord(HANDLE handle, DWORD flags, WORD* propertyCount, const CEPROPID
       (wanted != nullptr && *propertyCount == 0))
     return Report(ERROR_INVALID_PARAMETER, 0);
   CEOID oid = 0;
+  // The usual request: everything, in a block made for it. It is made while reading ahead.
+  const bool isWhole = wanted == nullptr && (flags & CEDB_ALLOWREALLOC) != 0 && *block == nullptr;
+  cursor->ExpectWholeReads(isWhole);
+  RecordBlock ready;
+  if (isWhole && cursor->TakeBlock(oid, ready)) {
+    *block = ready.bytes;
+    *byteCount = ready.byteCount;
+    *propertyCount = ready.propertyCount;
+    if (cursor->Increments())
+      cursor->Advance();
+    return oid;
+  }
   std::string_view bytes;
   if (const DWORD error = cursor->Current(oid, bytes); error != ERROR_SUCCESS)
     return Report(error, 0);
-  const auto image = RecordImage::Parse(bytes);
-  if (!image)
-    return Report(ERROR_READ_FAULT, 0);
   const ReadBuffer buffer{block, byteCount, (flags & CEDB_ALLOWREALLOC) != 0};
-  const DWORD error = wanted == nullptr ? CopyAll(*image, buffer, *propertyCount)
-                                        : CopySome(*image, buffer, {wanted, *propertyCount});
+  DWORD error = ERROR_READ_FAULT;
+  if (wanted == nullptr)
+    error = CopyAll(bytes, buffer, *propertyCount);
+  else if (const auto image = RecordImage::Parse(bytes); image)
+    error = CopySome(*image, buffer, {wanted, *propertyCount});
   if (error == ERROR_SUCCESS && cursor->Increments())
     cursor->Advance();
   return Report(error, oid);

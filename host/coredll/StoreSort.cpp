@@ -21,8 +21,10 @@ constexpr char kMissingLast = 2;
 
 template <typename Number>
 void AppendBigEndian(std::string& key, Number value) {
-  for (size_t shift = sizeof(Number) * 8; shift > 0; shift -= 8)
-    key.push_back(static_cast<char>(value >> (shift - 8)));
+  char bytes[sizeof(Number)];
+  for (size_t index = 0; index < sizeof bytes; ++index)
+    bytes[index] = static_cast<char>(value >> (8 * (sizeof bytes - 1 - index)));
+  key.append(bytes, sizeof bytes);
 }
 
 uint64_t SortableDouble(uint64_t bits) {
@@ -142,12 +144,10 @@ void AppendOid(std::string& key, CEOID oid) {
 }
 
 CEOID OidOfKey(std::string_view key) {
-  CEOID oid = 0;
   if (key.size() < kOidBytes)
-    return oid;
-  for (const char byte : key.substr(key.size() - kOidBytes))
-    oid = oid << 8 | static_cast<uint8_t>(byte);
-  return oid;
+    return 0;
+  const auto* bytes = reinterpret_cast<const uint8_t*>(key.data() + key.size() - kOidBytes);
+  return CEOID{bytes[0]} << 24 | CEOID{bytes[1]} << 16 | CEOID{bytes[2]} << 8 | bytes[3];
 }
 
 }  // namespace wkt::host

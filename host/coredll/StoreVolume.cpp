@@ -232,24 +232,15 @@ bool StoreVolume::ReadWalHeader(WalHeader& header) const {
   bool isWhole = true;
   for (size_t index = 0; index < header.words.size(); ++index)
     header.words[index] = walIndex_[index];
-  std::atomic_thread_fence(std::memory_order_seq_cst);
+  std::atomic_thread_fence(std::memory_order_acquire);
   for (size_t index = 0; index < header.words.size(); ++index)
     isWhole = isWhole && header.words[index] == walIndex_[header.words.size() + index];
   return isWhole;
 }
 
-bool StoreVolume::IsUnchanged() const {
-  WalHeader now;
-  return isKnown_ && ReadWalHeader(now) && now == known_;
-}
-
-void StoreVolume::Refresh() {
-  if (writing_)
-    return;
+void StoreVolume::TakeHeader() {
   WalHeader now;
   const bool isWhole = ReadWalHeader(now);
-  if (isWhole && isKnown_ && now == known_)
-    return;
   ++generation_;
   known_ = now;
   isKnown_ = isWhole;

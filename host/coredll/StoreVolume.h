@@ -65,7 +65,10 @@ class StoreVolume {
   // same.
   [[nodiscard]] uint32_t Generation() const { return generation_; }
   // Looks at the change counter and raises the generation when another process committed.
-  void Refresh();
+  void Refresh() {
+    if (!writing_ && !IsUnchanged()) [[unlikely]]
+      TakeHeader();
+  }
   // For what takes several statements: runs `read`, which must not move anything, and when somebody
   // committed meanwhile runs it again within one read transaction.
   template <typename Read>
@@ -81,6 +84,24 @@ class StoreVolume {
     EndReading();
     return again;
   }
+
+  // Several statements as one: within a transaction, one's own if there is none yet.
+  class Reading {
+   public:
+    explicit Reading(StoreVolume& volume)
+        : volume_(volume),
+          isOwn_(!volume.writing_ && !volume.reading_ && volume.BeginReading() == ERROR_SUCCESS) {}
+    ~Reading() {
+      if (isOwn_)
+        volume_.EndReading();
+    }
+    Reading(const Reading&) = delete;
+    Reading& operator=(const Reading&) = delete;
+
+   private:
+    StoreVolume& volume_;
+    bool isOwn_;
+  };
 
   // One write transaction: Begin, changes, then Commit, or Rollback when a change failed. Commit
   // answers ERROR_SUCCESS when everything is kept as the durability asks, else nothing is changed.
@@ -115,7 +136,18 @@ class StoreVolume {
   int64_t PragmaNumber(const char* text, bool& ok);
   bool MapWalHeader();
   bool ReadWalHeader(WalHeader& header) const;
-  [[nodiscard]] bool IsUnchanged() const;
+  // A commit shows when the first copy of the header does; the second is compared only to know a
+  // new one.
+  [[nodiscard]] bool IsUnchanged() const {
+    if (!isKnown_)
+      return false;
+    for (size_t index = 0; index < known_.words.size(); ++index) {
+      if (walIndex_[index] != known_.words[index])
+        return false;
+    }
+    return true;
+  }
+  void TakeHeader();
   DWORD BeginReading();
   void EndReading();
   void FollowDurability();

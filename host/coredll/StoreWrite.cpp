@@ -60,6 +60,8 @@ DWORD StoreDatabase::WriteInTransaction(CEOID& oid, std::span<const CEPROPVAL> v
     if (const DWORD error = ReadImage(oid, oldImage_); error != ERROR_SUCCESS)
       return error == ERROR_FILE_NOT_FOUND ? DWORD{ERROR_INVALID_PARAMETER} : error;
     old = RecordImage::Parse(oldImage_);
+    if (!old)
+      return ERROR_READ_FAULT;
     if (const DWORD error = MakeKeys(*old, oid, &KeyChange::before); error != ERROR_SUCCESS)
       return error;
   }
@@ -122,7 +124,7 @@ DWORD StoreDatabase::DeleteInTransaction(CEOID oid) {
     return error == ERROR_FILE_NOT_FOUND ? DWORD{ERROR_INVALID_PARAMETER} : error;
   keys_.assign(orders_.size(), {});
   const auto old = RecordImage::Parse(oldImage_);
-  DWORD error = MakeKeys(*old, oid, &KeyChange::before);
+  DWORD error = old ? MakeKeys(*old, oid, &KeyChange::before) : DWORD{ERROR_READ_FAULT};
   if (error == ERROR_SUCCESS)
     error = HoldCursors();
   if (error == ERROR_SUCCESS) {
