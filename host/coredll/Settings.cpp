@@ -23,6 +23,9 @@ struct Word {
   std::string_view word;
   Choice choice;
 };
+// g++ finds it alone, the analysers' clang does not.
+template <typename Choice>
+Word(std::string_view, Choice) -> Word<Choice>;
 
 constexpr std::array kClockWords = {Word{"running", ClockMode::Running},
                                     Word{"frozen", ClockMode::Frozen},
