@@ -56,7 +56,7 @@ void DestroyType(CWktTypeLean* type) {
       break;
   }
   type->~CWktTypeLean();
-  ::operator delete(type, sizeof(CWktTypeLean));
+  ::operator delete(type);
 }
 
 void ClearItems(ItemList& items) {
