@@ -24,6 +24,9 @@ void AddRecordCommands(Shell& shell);
 void AddSyncCommand(Shell& shell);
 void AddImportCommand(Shell& shell);
 void AddStatusCommands(Shell& shell);
+void AddExportCommand(Shell& shell);
+void AddBackupCommands(Shell& shell);
+void AddPacketCommands(Shell& shell);
 
 // A sub-command with its texts from the table of help (name with blanks: "device new").
 CLI::App* AddCommand(Shell& shell, CLI::App& parent, const std::string& name);

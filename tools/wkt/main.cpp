@@ -38,6 +38,9 @@ int Run(int argc, char** argv) {
   AddSyncCommand(shell);
   AddImportCommand(shell);
   AddStatusCommands(shell);
+  AddExportCommand(shell);
+  AddBackupCommands(shell);
+  AddPacketCommands(shell);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {

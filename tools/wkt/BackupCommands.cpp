@@ -1,0 +1,97 @@
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <memory>
+
+#include "desktop/partner/Backup.h"
+#include "desktop/partner/Instant.h"
+#include "desktop/partner/Store.h"
+#include "host/control/Desk.h"
+#include "tools/wkt/Commands.h"
+#include "tools/wkt/Home.h"
+
+namespace wkt::tool {
+
+namespace {
+
+std::string KindOf(const std::string& folder) {
+  return IsDevice(folder) ? "device" : Store::IsPartner(folder) ? "partner" : "";
+}
+
+Json Report(const BackupInfo& info, const std::string& file, const std::string& folder) {
+  return {{"file", file},      {"folder", folder},    {"kind", info.kind},  {"source", info.source},
+          {"made", info.made}, {"files", info.files}, {"bytes", info.bytes}};
+}
+
+std::string Text(const Json& report) {
+  return fmt::format(
+      "{} of {}, made {}: {}, {} bytes, checked.\n", report["kind"].get<std::string>(),
+      report["source"].get<std::string>(), report["made"].get<std::string>(),
+      CountText(report["files"].get<int64_t>(), "file", "files"), report["bytes"].get<int64_t>());
+}
+
+void Backup(Shell& shell, const std::string& folder, const std::string& file) {
+  const std::string kind = KindOf(folder);
+  if (kind.empty()) {
+    throw Failure(folder + " is neither a device nor a partner's folder", ExitCode::Usage);
+  }
+  Print(shell.output, Report(WriteBackup(folder, kind, file, DesktopNow()), file, folder), Text);
+}
+
+void Restore(Shell& shell, const std::string& folder, const std::string& file, bool force) {
+  const BackupInfo info = CheckBackup(file);
+  std::error_code error;
+  const bool exists =
+      std::filesystem::exists(folder, error) && !std::filesystem::is_empty(folder, error);
+  if (exists) {
+    const std::string kind = KindOf(folder);
+    if (kind != info.kind) {
+      throw Failure(folder + " is " +
+                        (kind.empty() ? "neither a device nor a partner's folder" : "a " + kind) +
+                        ", the backup is one of a " + info.kind + "; nothing was changed",
+                    ExitCode::Refused);
+    }
+    std::string counts;
+    {
+      const auto home = OpenHome(folder, Access::Read);
+      for (const FolderDescription& description : kFolders) {
+        counts += fmt::format("{}{} {}", counts.empty() ? "" : ", ",
+                              home->List(description.id).size(), description.name);
+      }
+    }
+    Say(fmt::format("This replaces the {} {} with its {} by the backup of {}.", kind, folder,
+                    counts, info.made));
+    if (!force) {
+      throw Failure("nothing was changed; run again with --replace if that is right",
+                    ExitCode::Refused);
+    }
+  }
+  control::LeaveDevice();
+  RestoreBackup(file, folder);
+  Print(shell.output, Report(info, file, folder), Text);
+}
+
+}  // namespace
+
+void AddBackupCommands(Shell& shell) {
+  struct Arguments {
+    std::string folder;
+    std::string file;
+    bool replace = false;
+  };
+  const auto arguments = std::make_shared<Arguments>();
+  CLI::App* backup = AddCommand(shell, shell.app, "backup");
+  backup->add_option("HOME", arguments->folder, "A device or a partner's folder")->required();
+  backup->add_option("FILE", arguments->file, "The file to write")->required();
+  backup->callback([&shell, arguments] { Backup(shell, arguments->folder, arguments->file); });
+
+  CLI::App* restore = AddCommand(shell, shell.app, "restore");
+  restore->add_option("HOME", arguments->folder, "The folder to make or to replace")->required();
+  restore->add_option("FILE", arguments->file, "A backup")->required();
+  restore->add_flag("--replace", arguments->replace, "Replace what is there");
+  restore->callback([&shell, arguments] {
+    Restore(shell, arguments->folder, arguments->file, arguments->replace);
+  });
+}
+
+}  // namespace wkt::tool
