@@ -35,6 +35,25 @@ std::string_view CheckUtf8(const ImportOptions& options, std::string_view conten
 
 ImportedRecords ReadJsonRecords(const ImportOptions& options, std::string_view content);
 
+// The "detailed" CSV of Toggl Track: wall clock times of `options.zone`.
+ImportedRecords ReadTogglRecords(const ImportOptions& options, std::string_view content);
+
+// CSV of a time clock: one line from coming to going. Columns by their headings; all but the first
+// two may be empty.
+struct ClockColumns {
+  std::string in;
+  std::string out;
+  std::string title;
+  std::string comment;
+  std::string project;
+  std::string workType;
+  std::string person;
+};
+ImportedRecords ReadClockRecords(const ImportOptions& options, const ClockColumns& columns,
+                                 std::string_view content);
+
+ImportedRecords ReadCalendarRecords(const ImportOptions& options, std::string_view content);
+
 // The same text gives the same identifier; `ordinal` tells equal ones of one file apart.
 std::u16string DerivedIdentifier(std::string_view source, std::string_view key, int ordinal);
 

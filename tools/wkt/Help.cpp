@@ -68,10 +68,14 @@ constexpr CommandHelp kHelp[] = {
      "wkt sync pocket office --partner 2 --conflict both\n"
      "wkt sync pocket desk --trace run.jsonl --json"},
     {"import", "Add records from a file",
-     "All records are added, or none when one is wrong. Identifiers come from the file or derive "
+     "Reads our own JSON, iCalendar, the detailed CSV of Toggl Track, and the CSV of a time clock "
+     "whose columns are named. All records are added, or none when one is wrong. Identifiers come "
+     "from the file or derive "
      "from its rows, so that a second "
      "import adds nothing.",
-     "wkt import pocket sample.json\nwkt import pocket sample.json --dry-run"},
+     "wkt import pocket sample.json --dry-run\nwkt import pocket toggl.csv --zone "
+     "Europe/Vienna\nwkt import desk calendar.ics\n"
+     "wkt import pocket clock.csv --in Came --out Left --person-column Name"},
     {"export", "Write records for other programs, to standard output",
      "JSON holds everything and can be imported again. CSV and iCalendar hold what people read.",
      "wkt export pocket >all.json\nwkt export desk --csv --from 2026-03-01 >march.csv\nwkt export "

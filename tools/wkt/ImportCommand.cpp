@@ -17,6 +17,7 @@ struct ImportArguments {
   std::string home;
   std::string file;
   std::string zone;
+  ClockColumns columns;
   bool dryRun = false;
 };
 
@@ -97,6 +98,34 @@ std::string ImportText(const Json& report) {
   return text;
 }
 
+// By what the file begins with; named columns say that it is a time clock's.
+ImportedRecords ReadRecords(const ImportArguments& arguments, const ImportOptions& options) {
+  const std::string content = ReadImportFile(arguments.file);
+  std::string_view start = content;
+  if (start.starts_with("\xEF\xBB\xBF")) {
+    start.remove_prefix(3);
+  }
+  start.remove_prefix(std::min(start.find_first_not_of(" \t\r\n"), start.size()));
+  if (!arguments.columns.in.empty() || !arguments.columns.out.empty()) {
+    return ReadClockRecords(options, arguments.columns, content);
+  }
+  if (start.starts_with("BEGIN:VCALENDAR")) {
+    return ReadCalendarRecords(options, content);
+  }
+  const std::string_view heading = start.substr(0, start.find('\n'));
+  if (heading.find("Start date") != std::string_view::npos &&
+      heading.find("Description") != std::string_view::npos) {
+    return ReadTogglRecords(options, content);
+  }
+  if (start.starts_with("{") || start.starts_with("[")) {
+    return ReadJsonRecords(options, content);
+  }
+  (void)CheckUtf8(options, content);
+  ImportProblem(options, 1,
+                "neither our JSON, iCalendar nor Toggl's CSV; name a time clock's columns with "
+                "--in and --out");
+}
+
 void Import(Shell& shell, const ImportArguments& arguments) {
   const auto home = OpenHome(arguments.home, arguments.dryRun ? Access::Read : Access::Write);
   const std::optional<Zone> zone =
@@ -105,7 +134,7 @@ void Import(Shell& shell, const ImportArguments& arguments) {
   options.fileName = arguments.file;
   options.zone = zone ? &*zone : &home->LocalZone();
   options.now = home->Now();
-  const ImportedRecords records = ReadJsonRecords(options, ReadImportFile(arguments.file));
+  const ImportedRecords records = ReadRecords(arguments, options);
 
   std::map<FolderId, std::set<std::u16string>> known;
   for (const FolderDescription& folder : kFolders) {
@@ -153,6 +182,14 @@ void AddImportCommand(Shell& shell) {
   command->add_option("FILE", arguments->file, "The file to read")->required();
   command->add_option("--zone", arguments->zone,
                       "Time zone of times without one; the home's own when missing");
+  command->add_option("--in", arguments->columns.in,
+                      "CSV of a time clock: heading of the column with the start");
+  command->add_option("--out", arguments->columns.out, "... with the end");
+  command->add_option("--title-column", arguments->columns.title, "... with the title");
+  command->add_option("--comment-column", arguments->columns.comment, "... with the comment");
+  command->add_option("--project-column", arguments->columns.project, "... with the project");
+  command->add_option("--work-type-column", arguments->columns.workType, "... with the work type");
+  command->add_option("--person-column", arguments->columns.person, "... with the person");
   command->add_flag("--dry-run", arguments->dryRun, "Read and check the file; add nothing");
   command->callback([&shell, arguments] { Import(shell, *arguments); });
 }

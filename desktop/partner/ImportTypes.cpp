@@ -1,0 +1,67 @@
+#include "desktop/partner/ImportTypes.h"
+
+#include <iterator>
+
+#include "desktop/manager/Trace.h"
+#include "desktop/partner/Instant.h"
+#include "desktop/partner/RecordJson.h"
+
+namespace wkt {
+
+namespace {
+
+constexpr int kWorkType = 1;
+constexpr int kProject = 2;
+constexpr int kPerson = 3;
+constexpr int kWorkTypeFlag = 4;  // set in every work type
+
+}  // namespace
+
+Record NewImportedJob(const ImportOptions& options) {
+  return MakeRecord(FolderId::Jobs, options.now, 0);
+}
+
+void SetDayAndStamp(const ImportOptions& options, Record* job) {
+  const uint64_t local = options.zone->ToLocal(job->Ticks(Field::Start));
+  job->SetTicks(Field::Day, local - local % kTicksPerDay);
+  job->SetTicks(Field::Modified, job->Ticks(Field::End));
+}
+
+std::u16string ImportedTypes::Get(int kind, const std::string& name, const std::u16string& parent) {
+  if (name.empty()) {
+    return u"";
+  }
+  const std::string key = std::to_string(kind) + "\n" + ToUtf8(parent) + "\n" + name;
+  auto& id = known_[key];
+  if (id.empty()) {
+    id = DerivedIdentifier(source_, key, 1);
+    Record type = MakeRecord(FolderId::Types, options_.now, 0);
+    type.SetNumber(Field::Kind, kind);
+    type.SetFlag(kWorkTypeFlag, kind == kWorkType);
+    type.SetText(Field::Id, id);
+    type.SetText(Field::Name1, FromUtf8(name));
+    type.SetText(Field::Unused1, parent);
+    types_.push_back({std::move(type), 1});
+  }
+  return id;
+}
+
+std::u16string ImportedTypes::Project(const std::string& client, const std::string& name) {
+  return Get(kProject, name, Get(kProject, client, u""));
+}
+
+std::u16string ImportedTypes::WorkType(const std::string& name) {
+  return Get(kWorkType, name, u"");
+}
+
+std::u16string ImportedTypes::Person(const std::string& name) {
+  return Get(kPerson, name, u"");
+}
+
+ImportedRecords ImportedTypes::Join(ImportedRecords jobs) {
+  ImportedRecords all = std::move(types_);
+  all.insert(all.end(), std::make_move_iterator(jobs.begin()), std::make_move_iterator(jobs.end()));
+  return all;
+}
+
+}  // namespace wkt
