@@ -101,6 +101,7 @@ std::vector<CallRecord> CallRecording::Take() {
 std::vector<std::string> DescribeCalls(const std::vector<CallRecord>& calls) {
   Describer describer;
   std::vector<std::string> lines;
+  lines.reserve(calls.size());
   for (const CallRecord& call : calls)
     lines.push_back(describer.Describe(call));
   return lines;
@@ -108,6 +109,7 @@ std::vector<std::string> DescribeCalls(const std::vector<CallRecord>& calls) {
 
 std::vector<std::string> CallNames(const std::vector<CallRecord>& calls) {
   std::vector<std::string> names;
+  names.reserve(calls.size());
   for (const CallRecord& call : calls)
     names.push_back(call.name);
   return names;

@@ -49,7 +49,8 @@ void CheckTree(const fs::path& folder, std::vector<std::string>& findings) {
     const std::string hidden = WhyHidden(entry);
     const std::string path = entry.path().string();
     if (!hidden.empty()) {
-      findings.push_back(path + ": " + hidden + ", the device does not see it");
+      findings.push_back(path);
+      findings.back().append(": ").append(hidden).append(", the device does not see it");
       continue;
     }
     const std::u16string upper = host::UpperCase(*host::FromUtf8(entry.path().filename().string()));
@@ -108,9 +109,10 @@ std::vector<std::string> CheckFolder(const std::string& folder) {
     findings.insert(findings.end(), inside.begin(), inside.end());
   }
   for (const char* left : {"/registry.new", "/device.new"}) {
-    if (fs::exists(folder + left, problem))
+    if (fs::exists(folder + left, problem)) {
       findings.push_back(folder + left +
                          ": left by a process that was killed; the next change replaces it");
+    }
   }
   return findings;
 }

@@ -117,9 +117,10 @@ class Checker {
                            {}};
       const std::string_view sorts = run.BytesAt(4);
       database.orders.resize(sorts.size() / sizeof(SORTORDERSPECEX));
-      if (!database.orders.empty())
+      if (!database.orders.empty()) {
         memcpy(database.orders.data(), sorts.data(),
                database.orders.size() * sizeof(SORTORDERSPECEX));
+      }
       for (const SORTORDERSPECEX& order : database.orders) {
         if (host::CheckSortOrder(order) != ERROR_SUCCESS)
           Find("database '" + database.name + "' has a sort order that cannot be");
@@ -157,17 +158,20 @@ class Checker {
     }
     if (spoilt > kMaxFindings)
       Find(of + std::to_string(spoilt - kMaxFindings) + " further records are damaged");
-    if (recordCount != database.recordCount)
+    if (recordCount != database.recordCount) {
       Find(of + "counts " + std::to_string(database.recordCount) + " records and has " +
            std::to_string(recordCount));
-    if (byteCount != database.byteCount)
+    }
+    if (byteCount != database.byteCount) {
       Find(of + "counts " + std::to_string(database.byteCount) + " bytes and has " +
            std::to_string(byteCount));
+    }
     const auto places = Number("SELECT count(*) FROM sort_" + number);
     const int64_t expected = recordCount * static_cast<int64_t>(database.orders.size());
-    if (places != expected)
+    if (places != expected) {
       Find(of + "has " + std::to_string(places.value_or(0)) +
            " places in its sort orders instead of " + std::to_string(expected));
+    }
   }
 
   // Empty when the record is whole and in its place in all orders.
@@ -204,9 +208,10 @@ std::vector<std::string> CheckVolume(const std::string& path) {
   sqlite3* opened = nullptr;
   const int code = sqlite3_open_v2(path.c_str(), &opened, SQLITE_OPEN_READONLY, nullptr);
   const Connection connection(opened);
-  if (code != SQLITE_OK)
+  if (code != SQLITE_OK) {
     return {path +
             ": cannot be opened: " + (opened != nullptr ? sqlite3_errmsg(opened) : "no memory")};
+  }
   sqlite3_busy_timeout(opened, 10'000);
   // One state of the volume for all of the checks, whoever writes meanwhile.
   sqlite3_exec(opened, "BEGIN", nullptr, nullptr, nullptr);

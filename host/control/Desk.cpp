@@ -232,10 +232,10 @@ std::string FormatIsoTime(uint64_t fileTime) {
   int month = 12;
   while (DaysFromCivil(year, month, 1) > day)
     --month;
+  const int64_t dayOfMonth = day - DaysFromCivil(year, month, 1) + 1;
   std::array<char, 48> text;
   const int used = snprintf(text.data(), text.size(), "%04lld-%02d-%02lldT%02lld:%02lld:%02lld",
-                            static_cast<long long>(year), month,
-                            static_cast<long long>(day - DaysFromCivil(year, month, 1) + 1),
+                            static_cast<long long>(year), month, static_cast<long long>(dayOfMonth),
                             static_cast<long long>(milliseconds / 3'600'000),
                             static_cast<long long>(milliseconds / 60'000 % 60),
                             static_cast<long long>(milliseconds / 1000 % 60));
