@@ -21,13 +21,15 @@ DWORD ErrorOfSqlite(sqlite3* connection, int code) {
       return ERROR_SHARING_VIOLATION;
     case SQLITE_TOOBIG:
       return ERROR_INVALID_PARAMETER;
-    case SQLITE_IOERR: {
-      // A file size limit and a quota are full disks too; SQLite calls only ENOSPC one.
-      const int cause = connection != nullptr ? sqlite3_system_errno(connection) : 0;
-      if (cause == EFBIG || cause == ENOSPC || cause == EDQUOT)
-        return ERROR_DISK_FULL;
+    case SQLITE_IOERR:
+      // SQLite itself calls only ENOSPC a full disk; a size limit and a quota refuse writes as
+      // well, and by the time of the answer errno need no longer say which. Only EIO is surely a
+      // broken medium.
+      if (code == SQLITE_IOERR_WRITE || code == SQLITE_IOERR_SHMSIZE) {
+        const bool isBroken = connection != nullptr && sqlite3_system_errno(connection) == EIO;
+        return isBroken ? ERROR_WRITE_FAULT : ERROR_DISK_FULL;
+      }
       return code == SQLITE_IOERR_READ ? ERROR_READ_FAULT : ERROR_WRITE_FAULT;
-    }
     default:  // not a store, damaged, not to be opened, read-only
       return ERROR_ACCESS_DENIED;
   }
