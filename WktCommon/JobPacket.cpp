@@ -37,10 +37,12 @@ CJobPacket::CJobPacket(int type) : activityType(type) {
   log.Write(wkt::kLogInput, u"Activity Type = %d", type);
   log.Write(wkt::kLogDetail, u"Instance = %d", ++instanceCount);
   std::copy_n(wkt::kPacketMagic, wkt::kMagicUnits, magic);
-  if (type == 1)
+  // Any other type leaves the text unset.
+  if (type == 1) {
     std::copy_n(kDailyJob, wkt::kJobTypeUnits, typeText);
-  else if (type == 2)
+  } else if (type == 2) {
     std::copy_n(kFavoriteJob, wkt::kJobTypeUnits, typeText);
+  }
   std::copy_n(kDefaultVersion, wkt::kVersionUnits, versionNumber);
   std::copy_n(kDefaultFlags, wkt::kNumberUnits, flags);
   SetUnused2(-1);

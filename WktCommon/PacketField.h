@@ -31,31 +31,30 @@ enum class FieldLine : uint8_t {
 
 struct PacketField {
   FieldShape shape;
-  uint16_t unitCount;  // width of a fixed field
-  uint16_t place;      // of the member inside the packet object
   FieldLine line = FieldLine::None;
+  uint16_t unitCount;         // width of a fixed field
+  uint16_t place;             // of the member inside the packet object
+  uint16_t decoderShows = 0;  // the member that the decoder's line is made from
   const WCHAR* encoderText = nullptr;
   const WCHAR* decoderText = nullptr;
-  uint16_t decoderShows = 0;  // the member that the decoder's line is made from
 };
 
 using PacketFields = std::span<const PacketField>;
-constexpr uint16_t kTimeHalfBytes = kNumberUnits * sizeof(WCHAR);
 
 constexpr PacketField FixedField(size_t place, size_t unitCount, const WCHAR* text = nullptr) {
   const uint16_t at = static_cast<uint16_t>(place);
   return {FieldShape::Fixed,
+          text ? FieldLine::Text : FieldLine::None,
           static_cast<uint16_t>(unitCount),
           at,
-          text ? FieldLine::Text : FieldLine::None,
+          at,
           text,
-          text,
-          at};
+          text};
 }
 constexpr PacketField VariableField(size_t place, const WCHAR* encoderText,
                                     const WCHAR* decoderText) {
   const uint16_t at = static_cast<uint16_t>(place);
-  return {FieldShape::Variable, 0, at, FieldLine::Text, encoderText, decoderText, at};
+  return {FieldShape::Variable, FieldLine::Text, 0, at, at, encoderText, decoderText};
 }
 constexpr PacketField VariableField(size_t place, const WCHAR* text) {
   return VariableField(place, text, text);
@@ -63,7 +62,7 @@ constexpr PacketField VariableField(size_t place, const WCHAR* text) {
 constexpr PacketField ReferenceField(size_t place, FieldLine line = FieldLine::None,
                                      const WCHAR* text = nullptr) {
   const uint16_t at = static_cast<uint16_t>(place);
-  return {FieldShape::Reference, kReferenceUnits, at, line, text, text, at};
+  return {FieldShape::Reference, line, kReferenceUnits, at, at, text, text};
 }
 constexpr PacketField TimeHighField(size_t place) {
   return FixedField(place + offsetof(TimeText, high), kNumberUnits);
