@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <thread>
 
+#include "host/control/Calls.h"
 #include "tests/desktop/SyncDesk.h"
 
 namespace wkt::test {
@@ -224,6 +226,24 @@ TEST_F(SyncRunTest, VerifyAllReadsEverything) {
   desk.Sync(1);
   desk.options.verifyAll = true;
   EXPECT_EQ(desk.Sync(1)["verify"]["compared"], 2);
+}
+
+TEST_F(SyncRunTest, NothingToDoOpensNothingPerRecord) {
+  const auto opens = [this] {
+    control::CallRecording recording;
+    desk.Sync(1);
+    const auto names = control::CallNames(recording.Take());
+    return std::count(names.begin(), names.end(), "CeOpenDatabaseEx2");
+  };
+  desk.AddOnDevice("one");
+  desk.Sync(1);
+  const auto withOne = opens();
+  EXPECT_GT(withOne, 0);
+  for (int i = 0; i < 20; ++i) {
+    desk.AddOnDevice("job " + std::to_string(i));
+  }
+  desk.Sync(1);
+  EXPECT_EQ(opens(), withOne);
 }
 
 TEST_F(SyncRunTest, OneServiceManagerAtATime) {
