@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 
 #include "WktCommon/JobPacket.h"
 #include "WktCommon/WktTypePacket.h"
@@ -306,6 +307,67 @@ TEST_F(ObjectTransfer, BringsEveryPacketToTheDeviceAndBack) {
       EXPECT_EQ(std::u16string(read.GetComment()), golden.Text("comment")) << golden.name;
     }
   }
+}
+
+// Whatever call of the platform fails, in whatever operation: an answer that is defined, and no
+// record half written.
+TEST_F(ObjectTransfer, SurvivesTheFailureOfAnyCall) {
+  const CEOID job = AddJob();
+  const CEOID type = AddType();
+  const std::string before = Stored();
+  const auto isDefined = [](HRESULT result) {
+    return result == S_OK || result == RWRN_LAST_PACKET || result == E_UNEXPECTED ||
+           result == RERR_BAD_OBJECT || result == static_cast<HRESULT>(0x80070002);
+  };
+  // Nothing of the test's own calls the platform in between: its calls would fail, too.
+  const auto get = [&](const std::u16string& folder, CEOID oid) {
+    readSetup = MakeSetup(folder, oid, TRUE, 0);
+    handler->Setup(&readSetup);
+    BYTE* packet = nullptr;
+    DWORD byteCount = 0;
+    return handler->GetPacket(&packet, &byteCount, 8192);
+  };
+  std::vector<uint8_t> sent = JobBytes();
+  REPLSETUP deleted = MakeSetup(kJobs, 999'999, FALSE, 0);
+  const std::vector<std::function<HRESULT()>> operations = {
+      [&] { return get(kJobs, job); },
+      [&] { return get(kTypes, type); },
+      [&] {
+        FINDOBJINFO info = {};
+        SetName(info.szObjType, kJobs);
+        const HRESULT result = provider.findObjects(&info);
+        info.uFlags = FO_DONE_ONE_VOL;
+        provider.findObjects(&info);
+        LocalFree(info.poid);
+        return result;
+      },
+      [&] {
+        writeSetup = MakeSetup(kJobs, 999'999, FALSE, 0);
+        handler->Setup(&writeSetup);
+        return handler->SetPacket(sent.data(), static_cast<DWORD>(sent.size()));
+      },
+      [&] { return handler->DeleteObj(&deleted); },
+  };
+  // Those that release something are left out: what they refuse to release stays.
+  for (const char* const call :
+       {"CeFindFirstDatabaseEx", "CeFindNextDatabase", "CeOidGetInfoEx2", "CeOpenDatabaseEx2",
+        "CeSeekDatabase", "CeSeekDatabaseEx", "CeReadRecordPropsEx", "CeWriteRecordProps",
+        "LocalAlloc", "CreateMutexW", "WaitForSingleObject", "GetSystemTime", "GetLocalTime",
+        "SystemTimeToFileTime"}) {
+    int failures = 0;
+    for (const auto& operation : operations) {
+      for (uint32_t nth = 1; nth < 50; ++nth) {
+        const FailingCall failure(call, nth, ERROR_NOT_ENOUGH_MEMORY);
+        const HRESULT result = operation();
+        EXPECT_TRUE(isDefined(result)) << call << " " << result;
+        if (!failure.Happened())
+          break;
+        ++failures;
+      }
+    }
+    EXPECT_GT(failures, 0) << call;
+  }
+  EXPECT_EQ(Stored(), before);
 }
 
 TEST_F(ObjectTransfer, SurvivesDamagedBytes) {
