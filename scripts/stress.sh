@@ -1,0 +1,28 @@
+#!/bin/sh
+# ./dev stress: the same tests as in ./dev check, with big numbers. Takes about an hour on two cores; each part
+# prints its own totals, and the first that fails ends the run.
+set -e
+cd "$(dirname "$0")/.."
+./dev deps base
+mkdir -p build
+cmake --preset dev >build/stress-configure.log
+cmake --build --preset dev -j"$(nproc)" >build/stress-build.log
+
+# part TITLE SETTING PROGRAM FILTER
+part() {
+  echo "--- $1"
+  program=build/dev/tests/$3
+  "$program" --gtest_list_tests --gtest_filter="$4" | grep -q '^  ' || { echo "no test of $3 is called $4"; exit 1; }
+  env "$2" "$program" --gtest_brief=1 --gtest_filter="$4"
+}
+
+# Random database scripts on the store and on the model, beyond the 1,000 of every check.
+part "10,000 database scripts" WKT_SCRIPTS=10000 platform/test_platform 'DatabaseModelScripts.*'
+# Two writers killed at random instants; what was acknowledged is there.
+part "200 killed writers" WKT_KILLS=200 host/test_host 'StoreKill.*'
+# Only synced blocks survive.
+part "100 power cuts" WKT_POWER_CUTS=100 host/test_host 'StorePowerCut.*'
+# Edits on both sides with two partners, against a simple model.
+part "300 two-sided edit scripts" RC_PARAMS=max_success=300 desktop/test_desktop '*Model*'
+# Whole synchronisations killed at random instants.
+part "500 killed synchronisations" WKT_KILLS=500 tools/test_tools '*Kill*'
