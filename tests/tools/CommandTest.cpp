@@ -48,6 +48,21 @@ TEST_F(Command, DeviceIsInstalledAsAnInstallerWould) {
   EXPECT_EQ(Run({"device", "new", "pocket"}).exitCode, 4) << "what is there is not made anew";
 }
 
+TEST_F(Command, FailedNewDeviceLeavesNothingBehind) {
+  EXPECT_EQ(Run({"device", "new", "deep/er/pocket", "--zone", "Mars/Base"}).exitCode, 4);
+  EXPECT_EQ(Run({"device", "new", "deep/er/pocket"}).exitCode, 0);
+}
+
+TEST_F(Command, RecordsWithoutANameAreRefused) {
+  MakeDevice("pocket");
+  const CommandResult job = Run({"job", "add", "pocket"});
+  EXPECT_EQ(job.exitCode, 2);
+  EXPECT_NE(job.err.find("a job needs a --title"), std::string::npos) << job.err;
+  EXPECT_EQ(Run({"favorite", "add", "pocket"}).exitCode, 2);
+  EXPECT_EQ(Run({"type", "add", "pocket", "--kind", "2"}).exitCode, 2);
+  EXPECT_EQ(json::parse(Run({"job", "list", "pocket", "--json"}).out).size(), 0u);
+}
+
 // Numbers and titles of a table are those of the JSON report.
 TEST_F(Command, TextAndJsonAgree) {
   MakeDevice("pocket");

@@ -107,6 +107,38 @@ std::string DeviceText(const Json& report) {
   return table.Text();
 }
 
+// A folder that a failed command would leave half made; what stood in its place is an empty folder
+// at most, and stays.
+class NewFolder {
+ public:
+  explicit NewFolder(std::string folderPath)
+      : path(std::move(folderPath)), existed(std::filesystem::exists(path)), isOurs(true) {
+    std::error_code error;
+    isOurs = !existed || std::filesystem::is_empty(path, error);
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
+  }
+  ~NewFolder() {
+    if (!isOurs) {
+      return;
+    }
+    control::LeaveDevice();
+    std::error_code error;
+    std::filesystem::remove_all(path, error);
+    if (existed) {
+      std::filesystem::create_directory(path, error);
+    }
+  }
+  NewFolder(const NewFolder&) = delete;
+  NewFolder& operator=(const NewFolder&) = delete;
+
+  void Keep() { isOurs = false; }
+
+ private:
+  std::string path;
+  bool existed;
+  bool isOurs;
+};
+
 void NewDevice(Shell& shell, const DeviceArguments& arguments) {
   control::DeviceOptions options;
   if (!arguments.zone.empty()) {
@@ -118,6 +150,7 @@ void NewDevice(Shell& shell, const DeviceArguments& arguments) {
   ApplySettings(arguments, &options.settings);
   std::string error;
   const std::string folder = std::filesystem::absolute(arguments.folder).string();
+  NewFolder made(folder);
   Check(control::CreateDevice(folder, options, error), error);
   Installation installation;
   const std::string libraries = LibraryFolder(shell.program);
@@ -130,6 +163,7 @@ void NewDevice(Shell& shell, const DeviceArguments& arguments) {
   }
   error = Install(installation);
   Check(error.empty(), error);
+  made.Keep();
   Say("Made " + arguments.folder + ".");
   if (shell.output.json) {
     Print(shell.output, DeviceReport(arguments.folder), DeviceText);

@@ -212,6 +212,14 @@ void ApplyType(const RecordArguments& arguments, Home& home, bool isNew, Record*
   }
 }
 
+// A record nobody could find again by name is a mistake on the command line.
+void RequireName(FolderId folder, const Record& record) {
+  if (record.DisplayName().empty()) {
+    throw Failure(folder == FolderId::Types ? "a type needs a --name" : "a job needs a --title",
+                  ExitCode::Usage);
+  }
+}
+
 void Apply(const RecordArguments& arguments, Home& home, bool isNew, Record* record) {
   if (record->IsType()) {
     ApplyType(arguments, home, isNew, record);
@@ -238,6 +246,7 @@ void AddRecord(Shell& shell, FolderId folder, const RecordArguments& arguments) 
   HomeRecord added{0, MakeRecord(folder, now, local - local % kTicksPerDay)};
   added.record.SetText(Field::Id, home->NewIdentifier());
   Apply(arguments, *home, true, &added.record);
+  RequireName(folder, added.record);
   added.number = home->Add(added.record);
   Say(std::string("Added ") + DescribeFolder(folder).noun + " '" +
       ToUtf8(added.record.DisplayName()) + "'.");
