@@ -1,4 +1,5 @@
 // Seeking, reading, writing and deleting records.
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -127,9 +128,8 @@ DWORD CopySome(const RecordImage& image, const ReadBuffer& buffer,
     BYTE* slot = *buffer.block + place * sizeof(CEPROPVAL);
     if (index < image.Count()) {
       const std::string_view bytes = image.DataOf(index);
-      std::memcpy(data, bytes.data(), bytes.size());
-      PutValue(image.At(index), data, image.At(index).word, slot);
-      data += bytes.size();
+      data = std::copy(bytes.begin(), bytes.end(), data);
+      PutValue(image.At(index), data - bytes.size(), image.At(index).word, slot);
     } else {
       CEPROPVAL missing{};
       missing.propid = wanted[place];

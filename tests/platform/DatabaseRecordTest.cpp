@@ -175,6 +175,7 @@ TEST_F(DatabaseRecord, WantedPropertiesComeInTheirOrderMissingOnesMarked) {
             "0003:I4 3; 0009:missing; 0002:LPWSTR two");
   LocalFree(buffer);
   buffer = nullptr;
+  count = 2;
   EXPECT_EQ(CeReadRecordPropsEx(handle, CEDB_ALLOWREALLOC, &count, &wanted[1], &buffer, &byteCount,
                                 nullptr),
             oid);
