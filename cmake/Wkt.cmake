@@ -52,15 +52,15 @@ function(wkt_library name kind)
   target_link_libraries(${name} PUBLIC ${ARG_LIBS})
 endfunction()
 
-# wkt_test(name [LIBS ...] [SOURCES ...]): a GoogleTest program of the folder's sources, one ctest
+# wkt_test(name [LIBS ...] [SOURCES ...] [ENVIRONMENT NAME=VALUE ...]): a GoogleTest program of the folder's sources, one ctest
 # entry per test. Each entry is its own process, so process-wide state never leaks between tests.
 function(wkt_test name)
-  cmake_parse_arguments(ARG "" "" "LIBS;SOURCES" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "LIBS;SOURCES;ENVIRONMENT" ${ARGN})
   if(NOT ARG_SOURCES)
     wkt_sources(ARG_SOURCES)
   endif()
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE wkt_flags ${ARG_LIBS} GTest::gtest_main)
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST
-                       PROPERTIES TIMEOUT 300)
+                       PROPERTIES TIMEOUT 300 ENVIRONMENT "${ARG_ENVIRONMENT}")
 endfunction()

@@ -101,9 +101,9 @@ class Reader {
     if (!time.zone) {
       return options_.zone->ToUtc(*ticks);
     }
-    const char* location = icaltimezone_get_location(const_cast<icaltimezone*>(time.zone));
-    const char* id = icaltimezone_get_tzid(const_cast<icaltimezone*>(time.zone));
-    for (const char* name : {location, id}) {
+    // The first look loads a zone and frees the texts it had, so each is copied at once.
+    for (auto* const textOf : {&icaltimezone_get_location, &icaltimezone_get_tzid}) {
+      const char* name = textOf(const_cast<icaltimezone*>(time.zone));
       if (const Zone* zone = name ? ZoneOf(name) : nullptr) {
         return zone->ToUtc(*ticks);
       }

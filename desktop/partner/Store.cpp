@@ -158,15 +158,14 @@ Store::LockFile::~LockFile() {
   }
 }
 
-// Statements that a failed constructor left unfinalised keep the handle until they are gone, too.
 void Store::Closer::operator()(sqlite3* database) const {
   sqlite3_close_v2(database);
 }
 
-Store::~Store() {
-  for (auto& [sql, statement] : statements_) {
-    sqlite3_finalize(statement);
-  }
+Store::~Store() = default;
+
+void Store::Finalizer::operator()(sqlite3_stmt* statement) const {
+  sqlite3_finalize(statement);
 }
 
 void Store::Fail(const char* doing) {
@@ -183,7 +182,7 @@ void Store::Execute(const char* sql) {
 sqlite3_stmt* Store::Prepared(const char* sql) {
   for (auto& [known, statement] : statements_) {
     if (known == sql) {
-      return statement;
+      return statement.get();
     }
   }
   sqlite3_stmt* statement = nullptr;

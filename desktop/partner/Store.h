@@ -131,11 +131,15 @@ class Store {
   struct Closer {
     void operator()(sqlite3* database) const;
   };
+  struct Finalizer {
+    void operator()(sqlite3_stmt* statement) const;
+  };
   LockFile lock_;
   std::unique_ptr<sqlite3, Closer> owned_;
   sqlite3* database_ = nullptr;  // owned_
   std::string path_;
-  std::vector<std::pair<const char*, sqlite3_stmt*>> statements_;  // by address of the text
+  // By address of the text; gone before the database, which waits for them.
+  std::vector<std::pair<const char*, std::unique_ptr<sqlite3_stmt, Finalizer>>> statements_;
 };
 
 }  // namespace wkt
