@@ -7,8 +7,8 @@
 namespace wkt::control {
 
 // What is wrong with a device folder, one finding a line with the file's name; empty when nothing
-// is. Changes nothing and needs no device in use. The object store and the volumes are not looked
-// into.
+// is. Changes nothing and needs no device in use. The object store and the volumes are looked into;
+// this process must not have them mounted.
 std::vector<std::string> CheckFolder(const std::string& folder);
 
 // The registry of the device in use in the form of the file "registry", from a key on ("" is all of

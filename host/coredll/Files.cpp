@@ -15,6 +15,7 @@
 #include "host/coredll/HostErrors.h"
 #include "host/coredll/Paths.h"
 #include "host/coredll/ShareLocks.h"
+#include "host/coredll/StoreMounts.h"
 
 namespace wkt::host {
 
@@ -49,6 +50,8 @@ LONG CheckMode(const DevicePath& path, DWORD access, DWORD mode) {
     return ERROR_FILE_EXISTS;
   if (!path.exists && (mode == OPEN_EXISTING || mode == TRUNCATE_EXISTING))
     return ERROR_FILE_NOT_FOUND;
+  if (path.exists && IsMountedVolume(path.info))
+    return ERROR_SHARING_VIOLATION;
   const bool changes = (access & GENERIC_WRITE) != 0 || mode == CREATE_ALWAYS;
   if (path.exists && changes && (path.info.st_mode & S_IWUSR) == 0)
     return ERROR_ACCESS_DENIED;

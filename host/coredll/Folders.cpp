@@ -17,6 +17,7 @@
 #include "host/coredll/HostErrors.h"
 #include "host/coredll/Paths.h"
 #include "host/coredll/ShareLocks.h"
+#include "host/coredll/StoreMounts.h"
 #include "host/coredll/Text.h"
 #include "platform/Files.h"
 
@@ -188,6 +189,8 @@ LONG RemoveFolder(LPCWSTR name) {
 }
 
 bool IsOpenByHandle(const DevicePath& path) {
+  if (IsMountedVolume(path.info))
+    return true;
   const OwnedFile file(
       openat(path.folder.Get(), path.name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
   return file.IsOpen() && IsInUse(file.Get());

@@ -15,6 +15,7 @@
 #include "host/coredll/ElfCheck.h"
 #include "host/coredll/ForeignLibrary.h"
 #include "host/coredll/Paths.h"
+#include "host/coredll/StoreMounts.h"
 #include "host/coredll/Text.h"
 #include "platform/Kernel.h"
 
@@ -98,6 +99,8 @@ HMODULE FailLoading(LONG problem) {
 
 // Maps the library; on failure neither kind is set and the result is the error.
 LONG Map(const DevicePath& path, Module& module) {
+  if (IsMountedVolume(path.info))
+    return ERROR_BAD_EXE_FORMAT;
   if (const ForeignLoader* foreign = FindForeignLoader(path.machinePath)) {
     module.foreign = foreign->Load(path.machinePath);
     return module.foreign != nullptr ? ERROR_SUCCESS : ERROR_BAD_EXE_FORMAT;

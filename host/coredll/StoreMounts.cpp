@@ -190,12 +190,7 @@ DWORD StoreMounts::OpenVolume(const std::string& path, DWORD mode,
   request.mode = mode == CREATE_NEW                                   ? VolumeMode::CreateNew
                  : mode == OPEN_EXISTING || mode == TRUNCATE_EXISTING ? VolumeMode::OpenExisting
                                                                       : VolumeMode::OpenOrCreate;
-  struct stat status {};
-  const bool exists = stat(path.c_str(), &status) == 0;
-  if (!exists && request.mode != VolumeMode::OpenExisting) {
-    if (const DWORD error = TakeRange(request.firstOid, request.lastOid); error != ERROR_SUCCESS)
-      return error;
-  }
+  request.takeRange = [](CEOID& first, CEOID& last) { return Get().TakeRange(first, last); };
   DWORD error = ERROR_SUCCESS;
   volume = StoreVolume::Open(request, error);
   if (error == ERROR_SUCCESS && (mode == CREATE_ALWAYS || mode == TRUNCATE_EXISTING))
@@ -255,6 +250,21 @@ DWORD StoreMounts::Next(CEGUID& guid, std::u16string& path) {
   guid = mounted_[next].volume->Guid();
   path = mounted_[next].path;
   return ERROR_SUCCESS;
+}
+
+bool StoreMounts::HasMounted(const struct stat& file) const {
+  for (const Mounted& entry : mounted_) {
+    struct stat mounted {};
+    if (stat(entry.volume->Path().c_str(), &mounted) == 0 && mounted.st_dev == file.st_dev &&
+        mounted.st_ino == file.st_ino)
+      return true;
+  }
+  return false;
+}
+
+bool IsMountedVolume(const struct stat& file) {
+  const StoreLock lock;
+  return StoreMounts::Get().HasMounted(file);
 }
 
 }  // namespace wkt::host

@@ -1,6 +1,8 @@
 // The volumes that this process uses: the object store and those it mounted.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -35,6 +37,8 @@ class StoreMounts {
   DWORD Unmount(const CEGUID& guid);
   // The file mounted after the one with `guid` (invalid GUID: the first one).
   DWORD Next(CEGUID& guid, std::u16string& path);
+  // Whether this process has the file mounted.
+  bool HasMounted(const struct stat& file) const;
 
  private:
   struct Mounted {
@@ -54,5 +58,9 @@ class StoreMounts {
   std::shared_ptr<StoreVolume> objectStore_;
   std::vector<Mounted> mounted_;
 };
+
+// Whether the file is a volume that this process has mounted. Such a file is never opened another
+// way: closing any descriptor of it would drop the locks that SQLite holds for the whole process.
+bool IsMountedVolume(const struct stat& file);
 
 }  // namespace wkt::host

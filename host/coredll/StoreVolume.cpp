@@ -152,6 +152,12 @@ DWORD StoreVolume::Prepare(const Request& request) {
 
 DWORD StoreVolume::MakeSchema(const Request& request) {
   bool ok = true;
+  CEOID firstOid = request.firstOid;
+  CEOID lastOid = request.lastOid;
+  if (request.takeRange != nullptr) {
+    if (const DWORD error = request.takeRange(firstOid, lastOid); error != ERROR_SUCCESS)
+      return error;
+  }
   for (const char* setting : {"PRAGMA page_size=4096", "PRAGMA auto_vacuum=INCREMENTAL",
                               "PRAGMA journal_mode=WAL", "BEGIN IMMEDIATE"}) {
     if (const DWORD error = Execute(setting); error != ERROR_SUCCESS)
@@ -165,7 +171,7 @@ DWORD StoreVolume::MakeSchema(const Request& request) {
       sizeof identity, identity,
       "INSERT INTO volume(id, guid, next_oid, last_oid) VALUES(1, randomblob(16), %u, %u);"
       "PRAGMA application_id=%lld; PRAGMA user_version=%lld;",
-      request.firstOid, request.lastOid, kApplicationId, kFormatVersion);
+      firstOid, lastOid, kApplicationId, kFormatVersion);
   for (const char* step : {kStoreSchema, static_cast<const char*>(identity), "COMMIT"}) {
     if (const DWORD error = ok ? Execute(step) : LastFailure(); error != ERROR_SUCCESS) {
       sqlite3_exec(connection_, "ROLLBACK", nullptr, nullptr, nullptr);

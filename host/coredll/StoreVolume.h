@@ -41,9 +41,11 @@ class StoreVolume {
     std::string path;  // of the machine
     VolumeMode mode = VolumeMode::OpenExisting;
     bool isObjectStore = false;
-    // Object identifiers that a new volume gives out.
+    // Object identifiers that a new volume gives out; asked for when a volume is set up and no
+    // sooner, since a file may be there and empty: its maker was killed, or is at it.
     CEOID firstOid = 0;
     CEOID lastOid = 0;
+    DWORD (*takeRange)(CEOID& first, CEOID& last) = nullptr;  // null: the two above count
   };
 
   // nullptr with the platform's code; what is wrong with the file is said on stderr.

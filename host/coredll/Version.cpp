@@ -7,6 +7,7 @@
 
 #include "host/coredll/CallHook.h"
 #include "host/coredll/Paths.h"
+#include "host/coredll/StoreMounts.h"
 #include "host/coredll/Text.h"
 #include "host/coredll/VersionBlock.h"
 #include "platform/Kernel.h"
@@ -26,6 +27,8 @@ LONG ReadBlock(LPCWSTR fileName, std::vector<uint8_t>& block) {
     return path.problem;
   if (!path.exists || path.IsFolder())
     return ERROR_FILE_NOT_FOUND;
+  if (IsMountedVolume(path.info))
+    return ERROR_SHARING_VIOLATION;
   const OwnedFile file(
       openat(path.folder.Get(), path.name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
   if (!file.IsOpen())

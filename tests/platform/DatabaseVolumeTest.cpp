@@ -186,6 +186,34 @@ TEST_F(DatabaseVolume, FlushingKnowsItsVolumes) {
   EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
 }
 
+TEST_F(DatabaseVolume, AMountedFileIsNotOpenedMovedOrDeleted) {
+  CEGUID volume{};
+  ASSERT_TRUE(Mount(u"\\one.vol", CREATE_NEW, volume));
+  EXPECT_EQ(CreateFileW(u"\\one.vol", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                        OPEN_EXISTING, 0, nullptr),
+            INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
+  EXPECT_FALSE(DeleteFileW(u"\\one.vol"));
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
+  EXPECT_FALSE(MoveFileW(u"\\one.vol", u"\\two.vol"));
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
+  WCHAR name[] = u"\\one.vol";
+  EXPECT_EQ(GetFileVersionInfoSizeW(name, nullptr), 0u);
+  ASSERT_TRUE(CeUnmountDBVol(&volume));
+  EXPECT_TRUE(DeleteFileW(u"\\one.vol")) << "an unmounted volume is a file like any other";
+}
+
+TEST_F(DatabaseVolume, AnEmptyFileBecomesAVolume) {
+  device.WriteFile(u"\\empty.vol", "");
+  CEGUID volume{};
+  ASSERT_TRUE(Mount(u"\\empty.vol", OPEN_ALWAYS, volume));
+  CEDBASEINFOEX info{};
+  info.wVersion = CEDBASEINFOEX_VERSION;
+  info.dwFlags = CEDB_VALIDNAME;
+  info.szDbaseName[0] = u'A';
+  EXPECT_NE(CeCreateDatabaseEx2(&volume, &info), 0u) << GetLastError();
+}
+
 TEST_F(DatabaseVolume, ACopyOfAMountedFileIsRefused) {
   CEGUID volume{};
   Mount(u"\\one.vol", CREATE_NEW, volume);
