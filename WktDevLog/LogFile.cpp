@@ -88,19 +88,21 @@ DWORD FindEndOfLines(HANDLE handle, DWORD size) {
 
 // Writes over a half line: what is left of it behind the new line is filled with blanks that
 // belong to the new line.
-void WriteOver(HANDLE handle, DWORD from, DWORD size, const char* line, DWORD byteCount) {
+bool WriteWhole(HANDLE handle, const char* bytes, DWORD byteCount) {
   DWORD written = 0;
+  return WriteFile(handle, bytes, byteCount, &written, nullptr) && written == byteCount;
+}
+
+// False when the line is not whole in the file: no room on the disk.
+bool WriteOver(HANDLE handle, DWORD from, DWORD size, const char* line, DWORD byteCount) {
   SetFilePointer(handle, static_cast<LONG>(from), nullptr, FILE_BEGIN);
   const DWORD torn = size - from;
-  if (torn <= byteCount) {
-    WriteFile(handle, line, byteCount, &written, nullptr);
-    return;
-  }
-  WriteFile(handle, line, byteCount - 1, &written, nullptr);
-  for (DWORD filled = byteCount; filled < torn; ++filled) {
-    WriteFile(handle, " ", 1, &written, nullptr);
-  }
-  WriteFile(handle, "\n", 1, &written, nullptr);
+  if (torn <= byteCount)
+    return WriteWhole(handle, line, byteCount);
+  bool whole = WriteWhole(handle, line, byteCount - 1);
+  for (DWORD filled = byteCount; whole && filled < torn; ++filled)
+    whole = WriteWhole(handle, " ", 1);
+  return whole && WriteWhole(handle, "\n", 1);
 }
 
 // Puts a full file aside. Without success the present one grows on.
@@ -111,21 +113,40 @@ HANDLE StartNewFile(const LogFile& file, HANDLE full) {
   return OpenForAppending(file);
 }
 
-void AppendLocked(LogFile& file, const char* line, DWORD byteCount) {
+// False when the line did not get into the file whole.
+bool AppendLocked(LogFile& file, const char* line, DWORD byteCount) {
   HANDLE handle = OpenForAppending(file);
   if (handle == INVALID_HANDLE_VALUE)
-    return;
+    return false;
   DWORD size = GetFileSize(handle, nullptr);
-  if (size > 0 && (size >= file.sizeLimit || byteCount > file.sizeLimit - size)) {
+  DWORD end = file.tailUnknown ? FindEndOfLines(handle, size) : size;
+  // A half line is mended before its file is put aside: the new line goes over it, once.
+  const bool isFull = size >= file.sizeLimit || byteCount > file.sizeLimit - size;
+  if (size > 0 && isFull && end == size) {
     handle = StartNewFile(file, handle);
     if (handle == INVALID_HANDLE_VALUE)
-      return;
+      return false;
     size = GetFileSize(handle, nullptr);
+    end = size;
   }
-  const DWORD end = file.tailUnknown ? FindEndOfLines(handle, size) : size;
-  file.tailUnknown = FALSE;
-  WriteOver(handle, end, size, line, byteCount);
+  const bool whole = WriteOver(handle, end, size, line, byteCount);
+  // What a failed write left is looked at before the next line.
+  file.tailUnknown = whole ? FALSE : TRUE;
   CloseHandle(handle);
+  return whole;
+}
+
+// One line for all that were lost, as soon as it can be written.
+void TellLoss(LogFile& file, DWORD& count, const char* why) {
+  if (count == 0)
+    return;
+  LogLine notice;
+  notice.Begin(kNoticeLevel, 0);
+  notice.AddNumber(count);
+  notice.Add(why);
+  notice.End();
+  if (AppendLocked(file, notice.Bytes(), notice.ByteCount()))
+    count = 0;
 }
 
 }  // namespace
@@ -149,16 +170,10 @@ void AppendLine(LogFile& file, const char* line, DWORD byteCount) {
     ++file.linesLost;
     return;
   }
-  if (file.linesLost) {
-    LogLine notice;
-    notice.Begin(kNoticeLevel, 0);
-    notice.AddNumber(file.linesLost);
-    notice.Add(" lines lost: another process held the log");
-    notice.End();
-    AppendLocked(file, notice.Bytes(), notice.ByteCount());
-    file.linesLost = 0;
-  }
-  AppendLocked(file, line, byteCount);
+  TellLoss(file, file.linesLost, " lines lost: another process held the log");
+  TellLoss(file, file.linesUnwritten, " lines lost: the log could not be written");
+  if (!AppendLocked(file, line, byteCount))
+    ++file.linesUnwritten;
   Unlock(file);
 }
 

@@ -11,10 +11,12 @@ namespace wktlog {
 struct LogFile {
   WCHAR path[MAX_PATH];
   WCHAR olderPath[MAX_PATH];
-  HANDLE mutex;      // null: lines are written without it
-  DWORD sizeLimit;   // bytes
-  DWORD linesLost;   // since the last line that could be written
-  BOOL tailUnknown;  // the file may end in the half line of a killed process
+  HANDLE mutex;     // null: lines are written without it
+  DWORD sizeLimit;  // bytes
+  // Lost since the last notice: another process held the log; the file could not be written.
+  DWORD linesLost;
+  DWORD linesUnwritten;
+  BOOL tailUnknown;  // the file may end in a half line: of a killed process, or of a full disk
 };
 
 // False when the path does not fit.

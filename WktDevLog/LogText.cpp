@@ -30,10 +30,11 @@ LogLine::~LogLine() {
     LocalFree(bytes);
 }
 
+// One byte stays free for the line feed that ends the line, so that it always has one.
 bool LogLine::Reserve(size_t more) {
-  if (used + more <= capacity)
+  if (used + more < capacity)
     return true;
-  const size_t wanted = (used + more) * 2;
+  const size_t wanted = (used + more + 1) * 2;
   char* const grown = static_cast<char*>(LocalAlloc(LMEM_FIXED, static_cast<UINT>(wanted)));
   if (!grown)
     return false;
@@ -140,7 +141,7 @@ void LogLine::AddFormatted(const WCHAR* format, va_list arguments) {
 }
 
 void LogLine::End() {
-  Put('\n');
+  bytes[used++] = '\n';
 }
 
 }  // namespace wktlog

@@ -41,7 +41,9 @@ void WriteMarked(DWORD level, const char* mark, const char* functionName) {
 CE_FUNCTIONS_BEGIN
 
 // Nothing to set up or to give back: what the library holds goes with its process.
-BOOL CEAPI DllMain(HANDLE /*instance*/, DWORD /*reason*/, LPVOID /*reserved*/) { return TRUE; }
+BOOL CEAPI DllMain(HANDLE /*instance*/, DWORD /*reason*/, LPVOID /*reserved*/) {
+  return TRUE;
+}
 
 void CEAPI WktLogInit(const WCHAR* /*moduleName*/, const WCHAR* logFilePath) {
   settings = wktlog::ReadLogSettings();

@@ -9,6 +9,7 @@
 #include <sstream>
 #include <thread>
 
+#include "host/control/Calls.h"
 #include "platform/Registry.h"
 #include "tests/WktDevLog/LoadedLog.h"
 #include "tests/support/DeskDevice.h"
@@ -230,6 +231,50 @@ TEST_F(WktDevLogTest, AHalfLineLeftBehindIsWrittenOver) {
   Start();
   log->Line(256, u"only");
   EXPECT_EQ(Written().size(), 1u);
+}
+
+TEST_F(WktDevLogTest, AHalfLineIsNotPutAsideWithAFullFile) {
+  device.SetNumber(kSettings, u"SizeLimit", 4096);
+  const std::string whole = kTime + "  256 whole\n";
+  device.WriteFile(kFile, whole + std::string(4090, 'h'));
+  Start();
+  log->Line(256, u"next");
+  log->Line(256, u"last");
+  const Lines older = LinesOf(kOlderFile);  // ends in a line feed
+  ASSERT_EQ(older.size(), 2u);
+  EXPECT_EQ(older[1].substr(0, 34), kTime + "  256 next");
+  EXPECT_EQ(Written(), Lines{kTime + "  256 last"});
+}
+
+TEST_F(WktDevLogTest, LinesThatCannotBeWrittenAreCounted) {
+  Start();
+  log->Line(256, u"first");
+  wkt::control::FailCall("WriteFile", 1, ERROR_DISK_FULL);
+  log->Line(256, u"gone");
+  wkt::control::FailCall("CreateFileW", 1, ERROR_ACCESS_DENIED);
+  log->Line(256, u"only its notice is");  // the notice is told again before the next line
+  EXPECT_FALSE(wkt::control::ClearFailures());
+  log->Line(256, u"next");
+  log->Line(256, u"last");
+  const Lines lines = Written();
+  ASSERT_EQ(lines.size(), 5u);
+  EXPECT_EQ(lines[1].substr(24), "  256 only its notice is");
+  EXPECT_EQ(lines[2].substr(24), "   16 1 lines lost: the log could not be written");
+  EXPECT_EQ(lines[3].substr(24), "  256 next");
+}
+
+TEST_F(WktDevLogTest, WithoutMemoryALineStillEnds) {
+  Start();
+  wkt::control::FailCall("LocalAlloc", 1, ERROR_NOT_ENOUGH_MEMORY);
+  const std::u16string text(200, u'x');
+  // Five times 200 and what stands before fill the line's own room.
+  log->Line(256, u"%s%s%s%s%s%s", text.c_str(), text.c_str(), text.c_str(), text.c_str(),
+            text.c_str(), text.c_str());
+  (void)wkt::control::ClearFailures();
+  log->Line(256, u"next");
+  const Lines lines = Written();
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[1], kTime + "  256 next");
 }
 
 TEST_F(WktDevLogTest, LinesOfTwoProcessesAreWholeAndAllThere) {
