@@ -117,6 +117,8 @@ BOOL CDatabaseAid::GetDatabaseInfo(CEOIDINFOEX* pInfo) {
 
 CEOID CDatabaseAid::CreateDatabase(const WCHAR* databaseName) {
   const wkt::LogScope log("CDatabaseAid::CreateDatabase");
+  if (!databaseName || !*databaseName)
+    return log.ResultCeoid(0);  // no platform is asked for a database without a name
   CEDBASEINFOEX info = {};
   info.wVersion = CEDBASEINFOEX_VERSION;
   info.dwFlags = CEDB_VALIDNAME | CEDB_VALIDTYPE;

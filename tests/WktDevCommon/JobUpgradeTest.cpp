@@ -158,6 +158,38 @@ TEST_F(JobUpgrade, StopsADatabaseAtAWriteThatFailsAndGoesOnWithTheNext) {
   EXPECT_EQ(Version(), 74);
 }
 
+TEST_F(JobUpgrade, LeavesWhatFollowsAWriteThatFails) {
+  RawDatabase(u"WktDevFavJobs");
+  RawDatabase jobs(u"WktDevJobs");
+  const CEOID first = jobs.Add(OldRawJob(u"A", 1, 1, 1));
+  const CEOID second = jobs.Add(OldRawJob(u"B", 2, 2, 2));
+  const CEOID third = jobs.Add(OldRawJob(u"C", 3, 3, 3));
+  const FailingCall failure("CeWriteRecordProps", 2, ERROR_DISK_FULL);
+  CJobDatabase::UpgradeJobDatabases();
+  EXPECT_TRUE(failure.Happened());
+  EXPECT_EQ(Texts(u"WktDevJobs", first), "'1' '1' '1'");
+  EXPECT_EQ(Texts(u"WktDevJobs", second), "none none none");
+  EXPECT_EQ(Texts(u"WktDevJobs", third), "none none none");
+}
+
+TEST_F(JobUpgrade, TakesTheLockOfADatabaseThatIsNotOpen) {
+  MakeOldDatabases();
+  const FailingCall failure("CeOpenDatabaseEx2", 1, ERROR_NOT_ENOUGH_MEMORY);
+  RecordedCalls calls;
+  CJobDatabase::UpgradeJobDatabases();
+  EXPECT_TRUE(failure.Happened());
+  const Lines made = calls.Take();
+  const auto count = [&made](const char* name) {
+    return std::count_if(made.begin(), made.end(),
+                         [name](const std::string& line) { return line.starts_with(name); });
+  };
+  EXPECT_EQ(count("WaitForSingleObject"), 2);
+  EXPECT_EQ(count("ReleaseMutex"), 2);
+  EXPECT_EQ(count("CeSeekDatabaseEx"), 1) << "only of the database that is open";
+  EXPECT_EQ(Texts(u"WktDevFavJobs", favorite), "none none none");
+  EXPECT_EQ(Texts(u"WktDevJobs", daily), "'-2147483648' '0' '2147483647'");
+}
+
 TEST_F(JobUpgrade, GoesOnAfterAFailedSeekOrRead) {
   for (const char* call : {"CeSeekDatabaseEx", "CeReadRecordPropsEx"}) {
     MakeOldDatabases();
