@@ -6,7 +6,19 @@
 
 namespace wkt {
 
+namespace {
+
+// More would not fit the 32 bits in which the platform takes a size; no device holds as many, but a
+// damaged database may say so.
+constexpr LONG kMaxIdentifiers = 0x7FFFFFFF / static_cast<LONG>(sizeof(UINT));
+
+}  // namespace
+
 bool ObjectList::Allocate(FINDOBJINFO& info) {
+  if (total < 0 || total > kMaxIdentifiers) {
+    info.poid = nullptr;
+    return false;
+  }
   const UINT byteCount = static_cast<UINT>(total) * static_cast<UINT>(sizeof(UINT));
   identifiers = static_cast<UINT*>(LocalAlloc(LMEM_ZEROINIT, byteCount));
   info.poid = identifiers;

@@ -10,7 +10,7 @@ class ObjectList {
  public:
   explicit ObjectList(LONG capacity) : total(capacity), back(capacity - 1) {}
 
-  // False without memory.
+  // False without memory, and for a capacity that no memory holds.
   [[nodiscard]] bool Allocate(FINDOBJINFO& info);
   // Both are false when no place is left.
   [[nodiscard]] bool AddUnchanged(CEOID oid);

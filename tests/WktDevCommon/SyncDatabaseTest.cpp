@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "WktDevCommon/ObjectList.h"
 #include "WktDevCommon/SyncJobDatabase.h"
 #include "WktDevCommon/SyncWktTypeDatabase.h"
 #include "host/control/Desk.h"
@@ -314,6 +315,17 @@ TEST_F(SyncDatabase, FreesTheListWhenTheManagerIsDone) {
   EXPECT_EQ(LinesWith(log.Take(), "Flag"),
             (Lines{"256 Flag = FO_DONE_ONE_VOL", "256 Flag = FO_MORE_VOLUME",
                    "256 Flag = FO_DONE_ONE_VOL", "256 Flag = FO_MORE_VOLUME"}));
+}
+
+// Four bytes each: these counts, multiplied in 32 bits, would ask for a few bytes or none.
+TEST_F(SyncDatabase, MakesNoListForMoreRecordsThanMemoryHolds) {
+  for (const LONG count : {-1, 0x40000001, 0x7FFFFFFF}) {
+    UINT before = 0;
+    info.poid = &before;
+    wkt::ObjectList list(count);
+    EXPECT_FALSE(list.Allocate(info)) << count;
+    EXPECT_EQ(info.poid, nullptr) << count;
+  }
 }
 
 TEST_F(SyncDatabase, FailsWhenItIsNotOpen) {
