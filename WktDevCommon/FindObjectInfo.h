@@ -83,7 +83,7 @@ void ListRecords(typename Kind::Database& database, DWORD partner, ObjectList& l
     if (!ListRecord<Kind>(database, oid, buffer.Values(), partner, list, log))
       return;
   }
-  list.CloseGap();
+  list.FillGap();
 }
 
 template <class Kind>

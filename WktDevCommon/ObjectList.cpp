@@ -26,7 +26,7 @@ bool ObjectList::Allocate(FINDOBJINFO& info) {
 }
 
 bool ObjectList::AddUnchanged(CEOID oid) {
-  if (IsFull())
+  if (!IsPlace(unchanged))
     return false;
   identifiers[unchanged++] = oid;
   return true;
@@ -34,19 +34,20 @@ bool ObjectList::AddUnchanged(CEOID oid) {
 
 bool ObjectList::AddChanged(CEOID oid) {
   ++changed;
-  if (IsFull())
+  if (!IsPlace(back))
     return false;
   identifiers[back--] = oid;
   return true;
 }
 
-void ObjectList::CloseGap() {
+void ObjectList::FillGap() {
   UINT* const gap = identifiers + unchanged;
   UINT* const stored = identifiers + back + 1;
   if (gap >= stored)
     return;
-  UINT* const end = std::copy(stored, identifiers + total, gap);
-  std::fill(end, identifiers + total, 0);
+  // A reader looks at as many places behind the unchanged identifiers as there are changed ones.
+  UINT* const unseen = std::max(stored, gap + changed);
+  std::copy(unseen, identifiers + total, gap);
 }
 
 }  // namespace wkt

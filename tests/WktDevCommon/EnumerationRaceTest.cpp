@@ -1,159 +1,359 @@
 #include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
 
 #include <algorithm>
 #include <cstdarg>
-#include <functional>
 
 #include "WktDevCommon/SyncJobDatabase.h"
 #include "WktDevCommon/SyncWktTypeDatabase.h"
 #include "tests/WktDevCommon/DatabaseTest.h"
 #include "tests/support/RawDatabase.h"
+#include "tests/support/Text.h"
 
-// Others add and delete records while a list is made: here after its first record.
 namespace {
 
+using Words = std::vector<std::string>;
+
+// What another program does before a certain read.
+std::vector<Words> meanwhile;
+int readsUntilThen = 0;
+
+}  // namespace
+
+// Every read of the code under test comes through here.
+extern "C" CEOID __real_CeReadRecordPropsEx(HANDLE, DWORD, LPWORD, CEPROPID*, LPBYTE*, LPDWORD,
+                                            HANDLE);
+extern "C" CEOID __wrap_CeReadRecordPropsEx(HANDLE database, DWORD flags, LPWORD count,
+                                            CEPROPID* wanted, LPBYTE* buffer, LPDWORD byteCount,
+                                            HANDLE heap) {
+  if (readsUntilThen > 0 && --readsUntilThen == 0) {
+    for (Words& words : meanwhile) {
+      std::vector<char*> arguments;
+      for (std::string& word : words)
+        arguments.push_back(word.data());
+      arguments.push_back(nullptr);
+      pid_t process = 0;
+      int status = -1;
+      EXPECT_EQ(
+          posix_spawn(&process, words[0].c_str(), nullptr, nullptr, arguments.data(), environ), 0);
+      EXPECT_EQ(waitpid(process, &status, 0), process);
+      EXPECT_EQ(status, 0);
+    }
+    meanwhile.clear();
+  }
+  return __real_CeReadRecordPropsEx(database, flags, count, wanted, buffer, byteCount, heap);
+}
+
+namespace {
+
+using wkt::control::CursorModel;
 using wkt::test::RawDatabase;
 using wkt::test::RawJob;
 using wkt::test::RawRecord;
 using wkt::test::RawType;
 using Oids = std::vector<CEOID>;
 
-constexpr char16_t kSynchronized[] = u"0010100000000000000";
-constexpr char16_t kChanged[] = u"0010000000000000000";
+enum class Listeners { None, One };
+struct Way {
+  const char* name;
+  bool isTypes;
+  Listeners listeners;
+  CursorModel cursor;
+};
 
-// Runs once, at the first line that names a record of the list.
-std::function<void()> meanwhile;
-Lines seen;
-void CEAPI Listen(DWORD level, const WCHAR* format, va_list) {
-  const std::u16string text = format;
-  if (level == wkt::kLogInconsistency)
-    seen.emplace_back(text.begin(), text.end());
-  if (text != u"OID = %d" || !meanwhile)
-    return;
-  const std::function<void()> now = std::move(meanwhile);
-  meanwhile = nullptr;
-  now();
+void PrintTo(const Way& way, std::ostream* out) {
+  *out << way.name;
 }
 
-class EnumerationRace : public wkt::test::DeskDeviceTest {
+Lines mismatches;
+void CEAPI Listen(DWORD level, const WCHAR* format, va_list) {
+  if (level == 16)
+    mismatches.push_back(wkt::test::Narrow(format));
+}
+
+// Other programs add and delete records while a list is made, here after its first record. With and
+// without listeners, whose lists are made in different ways; under both readings of the cursor.
+class EnumerationRace : public wkt::test::DeskDeviceTest, public testing::WithParamInterface<Way> {
  protected:
   EnumerationRace() {
-    seen.clear();
-    wkt::logState.write = Listen;
+    mismatches.clear();
+    device.SetCursorModel(GetParam().cursor);
+    wkt::logState.write = GetParam().listeners == Listeners::One ? Listen : nullptr;
   }
   ~EnumerationRace() override {
     wkt::logState.write = nullptr;
-    meanwhile = nullptr;
     LocalFree(info.poid);
   }
 
-  CEOID Add(const char16_t* flags) {
-    return RawDatabase(u"WktDevJobs")
-        .Add(RawJob(u"J").Set(0x400B001F, flags).Set(0x40080040, ++start));
+  [[nodiscard]] static const char16_t* Name() {
+    return GetParam().isTypes ? u"WktDevTypes" : u"WktDevJobs";
   }
-  Oids AddAll(const std::vector<const char16_t*>& flags) {
+  // 'c' changed, 's' synchronized, 'e' synchronized and edited meanwhile.
+  [[nodiscard]] static std::u16string Flags(char state) {
+    const size_t first = GetParam().isTypes ? 0 : 4;
+    std::u16string flags = GetParam().isTypes ? u"0001000000000000000" : u"0010000000000000000";
+    if (state != 'c')
+      flags[first] = u'1';
+    if (state == 'e')
+      flags[first + 2] = u'1';
+    return flags;
+  }
+  static Oids Add(const std::string& states) {
+    RawDatabase database(Name());
     Oids made;
-    for (const char16_t* text : flags)
-      made.push_back(Add(text));
+    for (const char state : states) {
+      RawRecord record = GetParam().isTypes ? RawType(u"T", 1).Set(0x4029001F, Flags(state))
+                                            : RawJob(u"J").Set(0x400B001F, Flags(state));
+      made.push_back(database.Add(record));
+    }
     return made;
   }
+  static std::u16string StoredFlags(CEOID oid) {
+    const auto record = RawDatabase(Name()).Read(oid);
+    if (!record)
+      return u"gone";
+    return record->Text(GetParam().isTypes ? 0x4029001F : 0x400B001F);
+  }
+
+  void AddMeanwhile(const std::string& states) {
+    Words words = Neighbour("add");
+    for (const char state : states)
+      words.push_back(wkt::test::Narrow(Flags(state)));
+    meanwhile.push_back(words);
+  }
+  void DeleteMeanwhile(const Oids& oids) {
+    Words words = Neighbour("delete");
+    for (const CEOID oid : oids)
+      words.push_back(std::to_string(oid));
+    meanwhile.push_back(words);
+  }
+
+  // They act after the first record was read.
   void List() {
-    CSyncJobDatabase database(u"WktDevJobs");
-    ASSERT_TRUE(database.Open(FALSE));
-    EXPECT_EQ(database.ReadFindObjectInfo(&info, 0), S_OK);
-    EXPECT_FALSE(meanwhile) << "the list was made without anybody in between";
+    readsUntilThen = 2;
+    EXPECT_EQ(GetParam().isTypes ? ListIn<CSyncWktTypeDatabase>() : ListIn<CSyncJobDatabase>(),
+              S_OK);
+    EXPECT_TRUE(meanwhile.empty()) << "the list was made without anybody in between";
   }
   // What stands in the first places.
   [[nodiscard]] Oids First(size_t count) const { return {info.poid, info.poid + count}; }
+  void ExpectMismatch(const std::string& line) const {
+    EXPECT_EQ(mismatches, GetParam().listeners == Listeners::One ? Lines{line} : Lines{});
+  }
 
-  uint64_t start = 1000;
   FINDOBJINFO info = {};
+
+ private:
+  [[nodiscard]] Words Neighbour(const std::string& verb) const {
+    return {WKT_NEIGHBOUR, device.Folder(), wkt::test::Narrow(Name()), verb};
+  }
+  template <class Database>
+  HRESULT ListIn() {
+    Database database(Name());
+    EXPECT_TRUE(database.Open(FALSE));
+    return database.ReadFindObjectInfo(&info, 0);
+  }
 };
 
-TEST_F(EnumerationRace, StopsAtTheFirstSynchronizedRecordTooMany) {
-  const Oids oids = AddAll({kSynchronized, kSynchronized});
-  meanwhile = [&] { AddAll({kSynchronized, kSynchronized}); };
+TEST_P(EnumerationRace, StopsAtTheFirstSynchronizedRecordTooMany) {
+  const Oids oids = Add("ss");
+  AddMeanwhile("ss");
   List();
-  EXPECT_EQ(seen, Lines{"Unchanged count mismatch"});
+  ExpectMismatch("Unchanged count mismatch");
   EXPECT_EQ(info.cUnChg, 2u);
   EXPECT_EQ(info.cChg, 0u);
   EXPECT_EQ(First(2), oids);
 }
 
-TEST_F(EnumerationRace, CountsTheFirstChangedRecordTooManyWithoutStoringIt) {
-  const Oids oids = AddAll({kChanged, kChanged});
-  meanwhile = [&] { AddAll({kChanged, kChanged}); };
+TEST_P(EnumerationRace, CountsTheFirstChangedRecordTooManyWithoutStoringIt) {
+  const Oids oids = Add("cc");
+  AddMeanwhile("cc");
   List();
-  EXPECT_EQ(seen, Lines{"Changed dount mismatch"});
+  ExpectMismatch("Changed dount mismatch");
   EXPECT_EQ(info.cUnChg, 0u);
   EXPECT_EQ(info.cChg, 3u);
   EXPECT_EQ(First(2), (Oids{oids[1], oids[0]}));
 }
 
-// Neither count alone has reached the number of records, but all places are taken.
-TEST_F(EnumerationRace, NeverWritesOverAnIdentifierThatIsListed) {
-  const Oids oids = AddAll({kSynchronized, kChanged});
-  meanwhile = [&] { Add(kSynchronized); };
+// Each way through the array is as long as the array; where they meet, the later one goes on.
+TEST_P(EnumerationRace, ALaterSynchronizedRecordTakesThePlaceOfAChangedOne) {
+  const Oids oids = Add("sc");
+  AddMeanwhile("sss");
   List();
-  EXPECT_EQ(seen, Lines{"Unchanged count mismatch"});
-  EXPECT_EQ(info.cUnChg, 1u);
+  const Oids all = RawDatabase(Name()).List();
+  ExpectMismatch("Unchanged count mismatch");
+  EXPECT_EQ(info.cUnChg, 2u);
   EXPECT_EQ(info.cChg, 1u);
-  EXPECT_EQ(First(2), oids);
+  EXPECT_EQ(First(2), (Oids{oids[0], all[2]}));
 }
 
-TEST_F(EnumerationRace, ClosesTheGapThatDeletedRecordsLeave) {
-  const Oids oids = AddAll({kChanged, kChanged, kSynchronized, kChanged, kSynchronized});
-  meanwhile = [&] {
-    RawDatabase raw(u"WktDevJobs");
-    raw.Delete(oids[1]);
-    raw.Delete(oids[2]);
-  };
+TEST_P(EnumerationRace, ALaterChangedRecordTakesThePlaceOfASynchronizedOne) {
+  const Oids oids = Add("sc");
+  AddMeanwhile("ccc");
   List();
-  EXPECT_EQ(seen, Lines{});
+  const Oids all = RawDatabase(Name()).List();
+  ExpectMismatch("Changed dount mismatch");
   EXPECT_EQ(info.cUnChg, 1u);
-  EXPECT_EQ(info.cChg, 2u);
-  EXPECT_EQ(First(5), (Oids{oids[4], oids[3], oids[0], 0, 0}));
+  EXPECT_EQ(info.cChg, 3u);
+  EXPECT_EQ(First(2), (Oids{all[2], oids[1]}));
 }
 
-TEST_F(EnumerationRace, ListsTypesLikeJobs) {
-  RawDatabase raw(u"WktDevTypes");
-  uint64_t creation = 0;
-  const auto add = [&](const char16_t* flags) {
-    return raw.Add(RawType(u"T", 1).Set(0x4029001F, flags).Set(0x40240040, ++creation));
-  };
-  const Oids oids = {add(u"1001000000000000000"), add(u"0001000000000000000")};
-  meanwhile = [&] { add(u"0001000000000000000"); };
-  CSyncWktTypeDatabase database(u"WktDevTypes");
-  ASSERT_TRUE(database.Open(FALSE));
-  EXPECT_EQ(database.ReadFindObjectInfo(&info, 0), S_OK);
-  EXPECT_EQ(seen, Lines{"Changed dount mismatch"});
+// The sum of the counts tells that identifiers are missing, even where no way came to its end.
+TEST_P(EnumerationRace, CountsAddUpToMoreThanThePlacesWhenOneWasTaken) {
+  Add("ssc");
+  AddMeanwhile("s");
+  List();
+  EXPECT_EQ(mismatches, Lines{});
+  EXPECT_EQ(info.cUnChg, 3u);
+  EXPECT_EQ(info.cChg, 1u);
+}
+
+// Changed identifiers stay where they were stored, from the end backwards; a reader who goes on
+// behind the unchanged ones meets each of them once.
+TEST_P(EnumerationRace, RepeatsChangedIdentifiersInTheGapThatDeletedRecordsLeave) {
+  const Oids oids = Add("ccscs");
+  DeleteMeanwhile({oids[1], oids[2]});
+  List();
+  EXPECT_EQ(mismatches, Lines{});
   EXPECT_EQ(info.cUnChg, 1u);
   EXPECT_EQ(info.cChg, 2u);
-  EXPECT_EQ(First(2), oids);
+  EXPECT_EQ(First(5), (Oids{oids[4], oids[3], oids[0], oids[3], oids[0]}));
 }
+
+TEST_P(EnumerationRace, RepeatsOnlyWhatAReaderWouldMiss) {
+  const Oids oids = Add("cccc");
+  DeleteMeanwhile({oids[1]});
+  List();
+  EXPECT_EQ(info.cUnChg, 0u);
+  EXPECT_EQ(info.cChg, 3u);
+  EXPECT_EQ(First(4), (Oids{oids[0], oids[3], oids[2], oids[0]}));
+}
+
+TEST_P(EnumerationRace, ListsWhatIsLeftWhenAllOthersAreDeleted) {
+  const Oids oids = Add("scs");
+  DeleteMeanwhile({oids[1], oids[2]});
+  List();
+  EXPECT_EQ(info.cUnChg, 1u);
+  EXPECT_EQ(info.cChg, 0u);
+  EXPECT_EQ(First(3), (Oids{oids[0], 0, 0}));
+}
+
+TEST_P(EnumerationRace, ListsWhatWasAddedInThePlaceOfWhatWasDeleted) {
+  const Oids oids = Add("scc");
+  DeleteMeanwhile({oids[1]});
+  AddMeanwhile("s");
+  List();
+  const Oids all = RawDatabase(Name()).List();
+  ASSERT_EQ(all.size(), 3u);
+  EXPECT_EQ(mismatches, Lines{});
+  EXPECT_EQ(info.cUnChg, 2u);
+  EXPECT_EQ(info.cChg, 1u);
+  EXPECT_EQ(First(3), (Oids{oids[0], all[2], oids[2]}));
+}
+
+TEST_P(EnumerationRace, WritesBackWhileOthersAddAndDelete) {
+  const Oids oids = Add("eece");
+  DeleteMeanwhile({oids[1], oids[2]});
+  AddMeanwhile("ec");
+  List();
+  const Oids all = RawDatabase(Name()).List();
+  ASSERT_EQ(all.size(), 4u);
+  EXPECT_EQ(info.cUnChg, 3u);
+  EXPECT_EQ(info.cChg, 1u);
+  EXPECT_EQ(First(4), (Oids{oids[0], oids[3], all[2], all[3]}));
+  for (const CEOID oid : {oids[0], oids[3], all[2]})
+    EXPECT_EQ(StoredFlags(oid), Flags('s'));
+  EXPECT_EQ(StoredFlags(all[3]), Flags('c'));
+}
+
+class RecordRace : public EnumerationRace {
+ protected:
+  // Whether the record is found when they act between the seek and the read.
+  static bool Find(CEOID oid) {
+    readsUntilThen = 1;
+    if (GetParam().isTypes) {
+      CSyncWktTypeDatabase database(Name());
+      CWktTypeLean* found = nullptr;
+      EXPECT_TRUE(database.Open(FALSE));
+      const CEOID answer = database.FindWktType(oid, &found, TRUE);
+      const wkt::TypePtr owned(found);
+      EXPECT_EQ(answer, found ? oid : 0);
+      return found != nullptr;
+    }
+    CSyncJobDatabase database(Name());
+    CJobLean* found = nullptr;
+    EXPECT_TRUE(database.Open(FALSE));
+    const CEOID answer = database.FindJob(oid, &found, TRUE);
+    const std::unique_ptr<CJobLean> owned(found);
+    EXPECT_EQ(answer, found ? oid : 0);
+    return found != nullptr;
+  }
+};
+
+// The platform hands out the successor of a record that is gone.
+TEST_P(RecordRace, NeverFindsAnotherRecordThanTheOneAskedFor) {
+  const Oids oids = Add("sss");
+  DeleteMeanwhile({oids[0]});
+  EXPECT_FALSE(Find(oids[0]));
+  EXPECT_TRUE(meanwhile.empty());
+  DeleteMeanwhile({oids[1]});
+  EXPECT_TRUE(Find(oids[2]));
+  EXPECT_TRUE(meanwhile.empty());
+}
+
+constexpr Way kWays[] = {
+    {"Jobs", false, Listeners::One, CursorModel::WriteKeepsPosition},
+    {"JobsUnheard", false, Listeners::None, CursorModel::WriteKeepsPosition},
+    {"JobsOtherCursor", false, Listeners::One, CursorModel::WriteMovesPosition},
+    {"JobsUnheardOtherCursor", false, Listeners::None, CursorModel::WriteMovesPosition},
+    {"Types", true, Listeners::One, CursorModel::WriteKeepsPosition},
+    {"TypesUnheard", true, Listeners::None, CursorModel::WriteKeepsPosition},
+    {"TypesOtherCursor", true, Listeners::One, CursorModel::WriteMovesPosition},
+    {"TypesUnheardOtherCursor", true, Listeners::None, CursorModel::WriteMovesPosition},
+};
+std::string NameOf(const testing::TestParamInfo<Way>& way) {
+  return way.param.name;
+}
+INSTANTIATE_TEST_SUITE_P(Ways, EnumerationRace, testing::ValuesIn(kWays), NameOf);
+INSTANTIATE_TEST_SUITE_P(Ways, RecordRace, testing::ValuesIn(kWays), NameOf);
 
 // A hundred thousand records, a third of them synchronized.
-TEST_F(EnumerationRace, ListsAHundredThousandRecords) {
-  wkt::logState.write = nullptr;
-  constexpr uint32_t kRecords = 100'000;
-  RawDatabase raw(u"WktDevJobs");
-  RawRecord job = RawJob(u"J").Set(0x4004001F, u"");
-  CEOID first = 0;
-  for (uint32_t i = 0; i < kRecords; ++i) {
-    job.Set(0x400B001F, i % 3 == 0 ? kSynchronized : kChanged).Set(0x40080040, uint64_t{i});
-    const CEOID made = raw.Add(job);
-    if (i == 0)
-      first = made;
+class LongEnumeration : public wkt::test::DeskDeviceTest {
+ protected:
+  template <class Database>
+  void ExpectList(const WCHAR* name, RawRecord record, CEPROPID flags, const WCHAR* synchronized) {
+    constexpr uint32_t kRecords = 100'000;
+    RawDatabase raw(name);
+    CEOID first = 0;
+    for (uint32_t i = 0; i < kRecords; ++i) {
+      record.Set(flags, i % 3 == 0 ? synchronized : u"0000000000000000000");
+      const CEOID made = raw.Add(record);
+      if (i == 0)
+        first = made;
+    }
+    Database database(name);
+    ASSERT_TRUE(database.Open(FALSE));
+    FINDOBJINFO info = {};
+    EXPECT_EQ(database.ReadFindObjectInfo(&info, 0), S_OK);
+    EXPECT_EQ(info.cUnChg, (kRecords + 2) / 3);
+    EXPECT_EQ(info.cChg, kRecords - (kRecords + 2) / 3);
+    EXPECT_EQ(info.poid[0], first);
+    Oids all(info.poid, info.poid + kRecords);
+    std::sort(all.begin(), all.end());
+    EXPECT_EQ(std::adjacent_find(all.begin(), all.end()), all.end());
+    LocalFree(info.poid);
   }
-  CSyncJobDatabase database(u"WktDevJobs");
-  ASSERT_TRUE(database.Open(FALSE));
-  EXPECT_EQ(database.ReadFindObjectInfo(&info, 0), S_OK);
-  EXPECT_EQ(info.cUnChg, (kRecords + 2) / 3);
-  EXPECT_EQ(info.cChg, kRecords - (kRecords + 2) / 3);
-  EXPECT_EQ(info.poid[0], first);
-  Oids all(info.poid, info.poid + kRecords);
-  std::sort(all.begin(), all.end());
-  EXPECT_EQ(std::adjacent_find(all.begin(), all.end()), all.end());
+};
+
+TEST_F(LongEnumeration, ListsAHundredThousandJobs) {
+  ExpectList<CSyncJobDatabase>(u"WktDevJobs", RawJob(u"J").Set(0x4004001F, u""), 0x400B001F,
+                               u"0000100000000000000");
+}
+
+TEST_F(LongEnumeration, ListsAHundredThousandTypes) {
+  ExpectList<CSyncWktTypeDatabase>(u"WktDevTypes", RawType(u"T", 1), 0x4029001F,
+                                   u"1000000000000000000");
 }
 
 }  // namespace
