@@ -157,7 +157,7 @@ HRESULT CDataHandler::GetPacket(LPBYTE* lppbData, DWORD* pcbData, DWORD /*cbReco
   const wkt::LogScope log("CDataHandler::GetPacket");
   wkt::ClearAllocationFailure();
   const wkt::Folder* const folder = ChooseFolder(readSetup, log);
-  if (!folder)
+  if (!folder || !lppbData || !pcbData)
     return log.Result(E_UNEXPECTED);
   return log.Result(folder->kind == wkt::RecordKind::Job
                         ? ReadObject<wkt::JobSync>(*folder, readSetup->oid, {jobPacket, jobPacket},
