@@ -49,10 +49,11 @@ BOOL CDatabaseAid::OpenDatabase(const WCHAR* databaseName, BOOL bCreate) {
   const wkt::LogScope log("CDatabaseAid::OpenDatabase");
   CloseDatabase();
 
-  // The argument may be the kept name itself, which must live until it has been copied.
-  NameBuffer previous = std::move(name);
-  name = AllocateName(databaseName);
-  FillName(name.get(), databaseName);
+  // The kept name itself needs no copy, which might find no memory.
+  if (databaseName != name.get()) {
+    name = AllocateName(databaseName);
+    FillName(name.get(), databaseName);
+  }
 
   oid = FindDatabase(databaseName);
   if (oid == 0) {
