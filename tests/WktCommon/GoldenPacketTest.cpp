@@ -93,10 +93,8 @@ TEST_F(GoldenPackets, CheckAcceptsThemAndLongerOnes) {
 TEST_F(GoldenPackets, CheckRefusesEveryTruncation) {
   for (const GoldenPacket& golden : LoadGoldenPackets()) {
     const size_t size = golden.bytes.size();
-    const size_t step = size > 10'000 ? 101 : 1;  // of the long ones a sample
-    for (size_t byteCount = 0; byteCount < size; byteCount += step)
+    for (size_t byteCount = 0; byteCount < size; ++byteCount)
       EXPECT_FALSE(Check(golden, ExactBytes(golden.bytes, byteCount))) << golden.name << byteCount;
-    EXPECT_FALSE(Check(golden, ExactBytes(golden.bytes, size - 1))) << golden.name;
   }
 }
 

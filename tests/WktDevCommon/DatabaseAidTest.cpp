@@ -181,6 +181,19 @@ TEST_F(DatabaseAid, FindsNothingWithoutAName) {
                   "<CDatabaseAid::FindDatabase"});
 }
 
+TEST_F(DatabaseAid, CreatesNothingWithoutAName) {
+  CDatabaseAid database;
+  RecordedCalls calls;
+  EXPECT_EQ(database.OpenDatabase(nullptr, TRUE), FALSE);
+  EXPECT_EQ(database.OpenDatabase(u"", TRUE), FALSE);
+  const Lines made = calls.Take();
+  EXPECT_EQ(LinesWith(made, "CeFindFirstDatabaseEx").size(), 2u);
+  EXPECT_EQ(LinesWith(made, "CeCreateDatabaseEx2"), Lines{});
+  EXPECT_EQ(database.GetOid(), 0u);
+  EXPECT_EQ(LinesWith(log.Take(), "CEOID = "),
+            (Lines{"256 Created new database; CEOID = 0", "256 Created new database; CEOID = 0"}));
+}
+
 TEST_F(DatabaseAid, ComparesNamesExactly) {
   const wkt::test::RawDatabase present(u"WktDevJobs");
   CDatabaseAid database;

@@ -6,6 +6,7 @@
 #include "WktDevCommon/ObjectList.h"
 #include "WktDevCommon/SyncJobDatabase.h"
 #include "WktDevCommon/SyncWktTypeDatabase.h"
+#include "WktDevCommon/VolumeIdentity.h"
 #include "host/control/Desk.h"
 #include "platform/Files.h"
 #include "tests/WktDevCommon/DatabaseTest.h"
@@ -438,6 +439,38 @@ TEST_F(SyncDatabase, ClearsTheMarkWithoutListenersToo) {
   wkt::logState.write = listener;
   EXPECT_EQ(RawDatabase(u"WktDevJobs").Read(oids[0])->Text(kJobFlags), kSynchronized);
   EXPECT_EQ(RawDatabase(u"WktDevTypes").Read(type)->Text(kTypeFlags), u"1001000000000000000");
+}
+
+// The same words for a list and for a set-up that a packet was written through.
+TEST_F(SyncDatabase, ReportsAVolumeOnlyWhenItsDatabaseHasOne) {
+  BYTE sentinel = 0;
+  BYTE* volumeId = &sentinel;
+  UINT byteCount = 77;
+  VolumeJobDatabase database(u"WktDevJobs");
+  wkt::ReportVolume(database, volumeId, byteCount);
+  EXPECT_EQ(volumeId, &sentinel);
+  EXPECT_EQ(byteCount, 77u);
+  for (const CEGUID& volume :
+       {CEGUID{1, 2, 3, 4}, CEGUID{0, 0, 0, 1}, CEGUID{0x80000000, 0, 0, 0}}) {
+    database.SetVolume(volume);
+    wkt::ReportVolume(database, volumeId, byteCount);
+    EXPECT_EQ(volumeId, reinterpret_cast<BYTE*>(database.GetVolumeGuid()));
+    EXPECT_EQ(byteCount, 16u);
+    EXPECT_EQ(std::memcmp(volumeId, &volume, 16), 0);
+  }
+}
+
+TEST_F(SyncDatabase, LeavesTheVolumeMembersAloneInTheObjectStore) {
+  AddJobs({kSynchronized});
+  WCHAR path[] = u"\\cards.vol";
+  CEGUID mounted = {};
+  ASSERT_TRUE(CeMountDBVol(&mounted, path, CREATE_NEW));
+  BYTE sentinel = 0;
+  info.lpbVolumeID = &sentinel;
+  info.cbVolumeID = 77;
+  EXPECT_EQ(FindJobs(), S_OK);
+  EXPECT_EQ(info.lpbVolumeID, &sentinel);
+  EXPECT_EQ(info.cbVolumeID, 77u);
 }
 
 TEST_F(SyncDatabase, NamesAVolumeThatItLivesOn) {
