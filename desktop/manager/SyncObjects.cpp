@@ -154,6 +154,11 @@ NoticeResult SyncSession::Notify(const std::u16string& name, CEOID oid, UINT fla
       notice.oidInfo.infRecord = info.infRecord;
     }
   }
+  CEGUID volume = folder->volumeGuid;
+  if (folder->isMounted) {
+    notice.lpbVolumeID = reinterpret_cast<BYTE*>(&volume);
+    notice.cbVolumeID = sizeof volume;
+  }
   answer.interesting = ExportsOf(*folder).objectNotify(&notice) != FALSE;
   if (answer.interesting && notice.poid == &notice.oidObject) {
     // One object in, at most one out: a provider that counts more has nothing behind it.

@@ -5,7 +5,7 @@
 #include "desktop/manager/Names.h"
 #include "desktop/manager/ProviderStructures.h"
 #include "desktop/manager/RegistryText.h"
-#include "platform/Kernel.h"
+#include "platform/Files.h"
 
 namespace wkt {
 
@@ -14,10 +14,8 @@ namespace {
 // What a provider may assume of a buffer that it fills for SyncData.
 constexpr size_t kSyncDataBytes = 520;
 constexpr UINT kSyncDataVolumeName = 1;
-// Held by the service manager while it runs; the application looks at it when it edits.
-constexpr WCHAR kManagerMutex[] = u"WktServiceManager";
-// Longer than the application's look takes.
-constexpr DWORD kManagerWaitMilliseconds = 2000;
+// More than a volume's name can need: a size beyond this is nonsense.
+constexpr size_t kSyncDataMaxBytes = 65536;
 
 }  // namespace
 
@@ -50,10 +48,20 @@ const SyncSession::Folder* SyncSession::Find(const std::u16string& name) const {
   return nullptr;
 }
 
+std::u16string SyncSession::Volume(const std::u16string& name) const {
+  const Folder* folder = Find(name);
+  return folder ? folder->volume : u"";
+}
+
 std::string SyncSession::Open(UINT partnerBit) {
   partnerBit_ = partnerBit;
-  if (std::string problem = BecomeManager(); !problem.empty()) {
-    return problem;
+  switch (manager_.Take(kManagerWaitMilliseconds)) {
+    case ManagerMutex::Outcome::Busy:
+      return "another synchronisation of this device is running; wait for its end";
+    case ManagerMutex::Outcome::Unavailable:
+      return "the device has no mutex for its service manager";
+    case ManagerMutex::Outcome::Held:
+      break;
   }
   const auto registered = ReadRegisteredFolders();
   if (registered.empty()) {
@@ -71,7 +79,9 @@ std::string SyncSession::Open(UINT partnerBit) {
       }
       libraries_.push_back(std::move(loaded));
     }
-    Folder folder{entry.name, library, nullptr};
+    Folder folder;
+    folder.name = entry.name;
+    folder.library = library;
     std::u16string name = entry.name;
     const BOOL usable =
         libraries_[library].Exports().initObjType(name.data(), &folder.handler, partnerBit);
@@ -97,6 +107,12 @@ void SyncSession::Report(UINT code) {
 void SyncSession::BeginSync() {
   running_ = true;
   Report(RSC_BEGIN_SYNC);
+  for (Folder& folder : folders_) {
+    folder.volume = QueryVolume(folder);
+    // Its records are announced with this volume's identifier, which only the mounting tells.
+    folder.isMounted = !folder.volume.empty() &&
+                       CeMountDBVol(&folder.volumeGuid, folder.volume.data(), OPEN_EXISTING);
+  }
 }
 
 void SyncSession::EndSync() {
@@ -107,40 +123,13 @@ void SyncSession::EndSync() {
   Report(RSC_END_SYNC);
 }
 
-bool SyncSession::IsRunning() {
-  const HANDLE manager = CreateMutexW(nullptr, FALSE, kManagerMutex);
-  if (!manager) {
-    return false;
-  }
-  const DWORD wait = WaitForSingleObject(manager, 0);
-  if (wait == WAIT_OBJECT_0 || wait == WAIT_ABANDONED) {
-    ReleaseMutex(manager);
-  }
-  CloseHandle(manager);
-  return wait == WAIT_TIMEOUT;
-}
-
-// Its owner's end frees the mutex, so a killed manager stands in nobody's way.
-std::string SyncSession::BecomeManager() {
-  manager_ = CreateMutexW(nullptr, FALSE, kManagerMutex);
-  const DWORD wait =
-      manager_ ? WaitForSingleObject(manager_, kManagerWaitMilliseconds) : WAIT_FAILED;
-  if (wait == WAIT_OBJECT_0 || wait == WAIT_ABANDONED) {
-    return "";
-  }
-  if (manager_) {
-    CloseHandle(manager_);
-    manager_ = nullptr;
-  }
-  return wait == WAIT_TIMEOUT
-             ? "another synchronisation of this device is running; wait for its end"
-             : "the device has no mutex for its service manager";
-}
-
 void SyncSession::ReleaseAll() {
   for (Folder& folder : folders_) {
     const ULONG left = folder.handler->Release();
     TraceCall("IReplObjHandler::Release", folder.name, {{"result", left}});
+    if (folder.isMounted) {
+      CeUnmountDBVol(&folder.volumeGuid);
+    }
   }
   folders_.clear();
   for (const ProviderLibrary& library : libraries_) {
@@ -149,41 +138,48 @@ void SyncSession::ReleaseAll() {
     TraceCall("InitObjType", u"", {{"uPartnerBit", partnerBit_}, {"result", result}});
   }
   libraries_.clear();
-  if (manager_) {
-    ReleaseMutex(manager_);
-    CloseHandle(manager_);
-    manager_ = nullptr;
-  }
+  manager_.Release();
 }
 
-std::u16string SyncSession::QueryVolume(const std::u16string& name) {
-  const Folder* folder = Find(name);
-  if (!folder || !ExportsOf(*folder).syncData) {
-    return u"";
-  }
-  auto request = ClearedFor<SDREQUEST>(name);
+// The size that the provider names; the text when there is a buffer for it. Nothing on failure.
+std::optional<size_t> SyncSession::FetchVolumeName(const Folder& folder, std::span<BYTE> buffer,
+                                                   std::u16string* name) {
+  auto request = ClearedFor<SDREQUEST>(folder.name);
   request.uCode = kSyncDataVolumeName;
-  HRESULT result = ExportsOf(*folder).syncData(&request);
-  std::vector<BYTE> buffer(std::max<size_t>(kSyncDataBytes, request.cbData) + sizeof(WCHAR));
-  std::u16string volume;
+  request.lpbData = buffer.empty() ? nullptr : buffer.data();
+  request.cbData = static_cast<UINT>(buffer.size());
+  const HRESULT result = ExportsOf(folder).syncData(&request);
+  const size_t byteCount = request.cbData;
   if (!HasFailed(result)) {
-    request.lpbData = buffer.data();
-    result = ExportsOf(*folder).syncData(&request);
-    for (size_t i = 0; !HasFailed(result) && i + 1 < buffer.size(); i += 2) {
+    for (size_t i = 0; i + 1 < std::min(byteCount, buffer.size()); i += sizeof(WCHAR)) {
       const auto unit = static_cast<char16_t>(buffer[i] | buffer[i + 1] << 8);
       if (unit == 0) {
         break;
       }
-      volume += unit;
+      *name += unit;
     }
   }
-  TraceCall("SyncData", name,
+  TraceCall("SyncData", folder.name,
             {{"fSet", false},
              {"uCode", kSyncDataVolumeName},
-             {"cbData", request.cbData},
-             {"data", ToUtf8(volume)},
+             {"lpbData", buffer.empty() ? "NULL" : ToUtf8(*name)},
+             {"cbData", byteCount},
              {"result", ResultName(result)}});
-  return volume;
+  return HasFailed(result) ? std::nullopt : std::optional(byteCount);
+}
+
+// Asked twice: for the size, then for the text.
+std::u16string SyncSession::QueryVolume(const Folder& folder) {
+  std::u16string name;
+  if (!ExportsOf(folder).syncData) {
+    return name;
+  }
+  if (const auto byteCount = FetchVolumeName(folder, {}, &name);
+      byteCount && *byteCount <= kSyncDataMaxBytes) {
+    std::vector<BYTE> buffer(std::max(kSyncDataBytes, *byteCount));
+    (void)FetchVolumeName(folder, buffer, &name);
+  }
+  return name;
 }
 
 }  // namespace wkt

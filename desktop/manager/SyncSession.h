@@ -6,10 +6,12 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "desktop/manager/ManagerMutex.h"
 #include "desktop/manager/ProviderLibrary.h"
 #include "desktop/manager/Trace.h"
 #include "platform/Database.h"
@@ -81,18 +83,18 @@ class SyncSession {
   // oid 0: a new object.
   WriteResult Write(const std::u16string& folder, CEOID oid, std::span<const uint8_t> packet);
   HRESULT Delete(const std::u16string& folder, CEOID oid);
-  // The database volume in use; empty: the object store.
-  std::u16string QueryVolume(const std::u16string& folder);
-
-  // True while a service manager synchronises this device; left on by one that was killed, until
-  // the next run ends.
-  static bool IsRunning();
+  // The name of the database volume that the provider uses for the folder, as it said when the
+  // synchronisation began; empty: the object store.
+  std::u16string Volume(const std::u16string& folder) const;
 
  private:
   struct Folder {
     std::u16string name;
     size_t library = 0;
     IReplObjHandler* handler = nullptr;  // one reference
+    std::u16string volume;
+    CEGUID volumeGuid = {};
+    bool isMounted = false;  // by us, for volumeGuid
   };
 
   const Folder* Find(const std::u16string& folder) const;
@@ -103,7 +105,9 @@ class SyncSession {
   void CollectList(const FINDOBJINFO& list, uint32_t limit, Enumeration* enumeration);
   NoticeResult Notify(const std::u16string& folder, CEOID oid, UINT flags);
   void Report(UINT code);
-  std::string BecomeManager();
+  std::u16string QueryVolume(const Folder& folder);
+  std::optional<size_t> FetchVolumeName(const Folder& folder, std::span<BYTE> buffer,
+                                        std::u16string* name);
   void ReleaseAll();
   void TraceCall(const char* call, const std::u16string& folder, Trace::Line details);
 
@@ -112,7 +116,7 @@ class SyncSession {
   std::vector<Folder> folders_;
   UINT partnerBit_ = 0;
   bool running_ = false;
-  HANDLE manager_ = nullptr;  // the mutex that the one service manager of a device holds
+  ManagerMutex manager_;
 };
 
 }  // namespace wkt

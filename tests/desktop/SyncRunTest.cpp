@@ -252,13 +252,13 @@ TEST_F(SyncRunTest, OneServiceManagerAtATime) {
   // process.
   EXPECT_EQ(other.Open(1), "");
   std::string problem;
-  bool running = false;
+  auto outcome = ManagerMutex::Outcome::Held;
   std::thread([&] {
-    running = SyncSession::IsRunning();
+    outcome = ManagerMutex().Take(0);
     SyncSession session(nullptr);
     problem = session.Open(1);
   }).join();
-  EXPECT_TRUE(running);
+  EXPECT_EQ(outcome, ManagerMutex::Outcome::Busy);
   EXPECT_EQ(problem, "another synchronisation of this device is running; wait for its end");
 }
 

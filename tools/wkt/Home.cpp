@@ -6,8 +6,9 @@
 
 #include "WktCommon/WktUtilLean.h"
 #include "desktop/device/DeviceRecords.h"
+#include "desktop/manager/ManagerMutex.h"
 #include "desktop/manager/RegistryText.h"
-#include "desktop/manager/SyncSession.h"
+#include "desktop/manager/Trace.h"
 #include "desktop/partner/Failure.h"
 #include "desktop/partner/Instant.h"
 #include "desktop/partner/RecordJson.h"
@@ -59,7 +60,8 @@ class DeviceHome : public Home {
     if (record.Id().empty()) {
       record.SetText(Field::Id, NewIdentifier());
     }
-    const DeviceObjectId oid = Records(record.Folder()).Add(EncodePacket(record), During());
+    const Turn turn;
+    const DeviceObjectId oid = Records(record.Folder()).Add(EncodePacket(record), turn.During());
     if (oid == 0) {
       throw Failure("the device refused the record");
     }
@@ -67,14 +69,16 @@ class DeviceHome : public Home {
   }
 
   void Change(const HomeRecord& record) override {
+    const Turn turn;
     if (!Records(record.record.Folder())
              .Change(static_cast<DeviceObjectId>(record.number), EncodePacket(record.record),
-                     During())) {
+                     turn.During())) {
       throw Failure("the device refused the change");
     }
   }
 
   void Delete(FolderId folder, int64_t number) override {
+    const Turn turn;
     if (!Records(folder).Delete(static_cast<DeviceObjectId>(number))) {
       throw Failure("the device could not delete the record");
     }
@@ -100,7 +104,18 @@ class DeviceHome : public Home {
     return *records;
   }
 
-  static DuringSync During() { return SyncSession::IsRunning() ? DuringSync::Yes : DuringSync::No; }
+  // Around one write: no synchronisation begins in the middle of it, and while one runs the record
+  // is marked.
+  class Turn {
+   public:
+    DuringSync During() const {
+      return outcome_ == ManagerMutex::Outcome::Busy ? DuringSync::Yes : DuringSync::No;
+    }
+
+   private:
+    ManagerMutex mutex_;
+    const ManagerMutex::Outcome outcome_ = mutex_.Take(0);
+  };
 
   std::unique_ptr<Zone> zone_;
   std::unique_ptr<DeviceRecords> records_[4];
