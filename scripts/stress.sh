@@ -8,12 +8,13 @@ mkdir -p build
 cmake --preset dev >build/stress-configure.log
 cmake --build --preset dev -j"$(nproc)" >build/stress-build.log
 
-# part TITLE SETTING PROGRAM FILTER
+# part TITLE SETTINGS PROGRAM FILTER
 part() {
   echo "--- $1"
   program=build/dev/tests/$3
   "$program" --gtest_list_tests --gtest_filter="$4" | grep -q '^  ' || { echo "no test of $3 is called $4"; exit 1; }
-  env "$2" "$program" --gtest_brief=1 --gtest_filter="$4"
+  # shellcheck disable=SC2086 # several settings are several words
+  env $2 "$program" --gtest_brief=1 --gtest_filter="$4"
 }
 
 # Random database scripts on the store and on the model, beyond the 1,000 of every check.
@@ -24,5 +25,7 @@ part "200 killed writers" WKT_KILLS=200 host/test_host 'StoreKill.*'
 part "100 power cuts" WKT_POWER_CUTS=100 host/test_host 'StorePowerCut.*'
 # Edits on both sides with two partners, against a simple model.
 part "300 two-sided edit scripts" RC_PARAMS=max_success=300 desktop/test_desktop '*Model*'
-# Whole synchronisations killed at random instants.
-part "500 killed synchronisations" WKT_KILLS=500 tools/test_tools '*Kill*'
+part "300 two-sided edit scripts with kills" "WKT_SCRIPT_KILLS=1 RC_PARAMS=max_success=300" desktop/test_desktop '*Model*'
+# Whole synchronisations and applications killed at random instants, with edits between; then the command itself.
+part "500 kills with two partners and 300 jobs" WKT_KILLS=500 desktop/test_desktop 'SyncKill.*'
+part "100 killed commands" WKT_KILLS=100 tools/test_tools 'Kill.*'

@@ -40,7 +40,7 @@ struct StoredDevice {
 // One object of a device. `recordChange` and `deleted` tell the record's present state without its
 // packet.
 struct Link {
-  uint32_t oid = 0;
+  uint32_t oid = 0;  // 0: about to be sent
   int64_t record = 0;
   int64_t change = 0;
   int64_t recordChange = 0;
@@ -71,7 +71,7 @@ class Store {
   // PC, the time in two halves, a counter and a word of this store, in hexadecimal.
   std::u16string NewIdentifier(uint64_t now);
 
-  // Records. Deleted ones are left out of List, Count and FindByRecordId.
+  // Records. Deleted ones are left out of List and Count.
   std::vector<StoredRecord> List(int folder);
   int64_t Count(int folder);
   std::optional<StoredRecord> Find(int64_t id);
@@ -86,15 +86,23 @@ class Store {
   std::optional<StoredDevice> FindDevice(std::string_view deviceId, int partner);
   int64_t AddDevice(std::string_view deviceId, int partner);
   void UpdateDevice(const StoredDevice& device);
+  void RemoveDevice(int64_t device);
   std::vector<Link> Links(int64_t device, int folder);
-  // Records of the folder, not deleted, that this device has no link to.
+  // Records of the folder, not deleted, that this device has no link to and that are not about to
+  // be sent.
   std::vector<int64_t> Unlinked(int64_t device, int folder);
   // Says that device and desktop now both hold the record as it is stored.
   void SetLink(int64_t device, int folder, uint32_t oid, int64_t record);
-  void DropLink(int64_t device, int folder, uint32_t oid);
+  // Says that the record, new for this device, is about to be sent as it is stored: a run that is
+  // killed may have done it or not, and nobody knows the object. SetLink ends this state.
+  void SetSending(int64_t device, int folder, int64_t record);
+  // Records in that state, as links without an object.
+  std::vector<Link> Sending(int64_t device, int folder);
+  void DropLink(int64_t device, int64_t record);
   void DropLinks(int64_t device);
-  // The last common packet of a link; empty when the link is unknown.
-  Bytes Base(int64_t device, int folder, uint32_t oid);
+  // The last common packet of a record and a device, or the one that was about to be sent; empty
+  // when they have no link.
+  Bytes Base(int64_t device, int64_t record);
 
   // Empty when the file is sound, else what SQLite says.
   std::string IntegrityProblem();
@@ -120,6 +128,7 @@ class Store {
   void CreateSchema();
   int64_t NextChange();
   void PurgeIfUnused(int64_t record);
+  std::vector<Link> ReadLinks(const char* sql, int64_t device, int folder);
   [[noreturn]] void Fail(const char* doing);
   sqlite3_stmt* Prepared(const char* sql);
 

@@ -37,7 +37,8 @@ CREATE TABLE devices (
   UNIQUE (deviceId, partner)
 );
 
--- Which record is which object of a device, and the last state that both sides had.
+-- Which record is which object of a device, and the last state that both sides had. While a new record is sent
+-- the object is not known yet: then oid is -record, and change and base are what was about to be sent.
 CREATE TABLE links (
   device INTEGER NOT NULL REFERENCES devices (id),
   folder INTEGER NOT NULL,

@@ -44,11 +44,14 @@ void Store::UpdateDevice(const StoredDevice& device) {
       .Run();
 }
 
-std::vector<Link> Store::Links(int64_t device, int folder) {
-  Statement read(*this,
-                 "SELECT links.oid, links.record, links.change, records.change, records.deleted"
-                 " FROM links JOIN records ON records.id = links.record"
-                 " WHERE links.device = ? AND links.folder = ? ORDER BY links.oid");
+void Store::RemoveDevice(int64_t device) {
+  DropLinks(device);
+  Statement remove(*this, "DELETE FROM devices WHERE id = ?");
+  remove.Bind(device).Run();
+}
+
+std::vector<Link> Store::ReadLinks(const char* sql, int64_t device, int folder) {
+  Statement read(*this, sql);
   read.Bind(device).Bind(folder);
   std::vector<Link> links;
   while (read.Step()) {
@@ -56,6 +59,22 @@ std::vector<Link> Store::Links(int64_t device, int folder) {
                      read.Number(3), read.Number(4) != 0});
   }
   return links;
+}
+
+std::vector<Link> Store::Links(int64_t device, int folder) {
+  return ReadLinks(
+      "SELECT links.oid, links.record, links.change, records.change, records.deleted"
+      " FROM links JOIN records ON records.id = links.record"
+      " WHERE links.device = ? AND links.folder = ? AND links.oid > 0 ORDER BY links.oid",
+      device, folder);
+}
+
+std::vector<Link> Store::Sending(int64_t device, int folder) {
+  return ReadLinks(
+      "SELECT 0, links.record, links.change, records.change, records.deleted"
+      " FROM links JOIN records ON records.id = links.record"
+      " WHERE links.device = ? AND links.folder = ? AND links.oid < 0 ORDER BY links.record",
+      device, folder);
 }
 
 std::vector<int64_t> Store::Unlinked(int64_t device, int folder) {
@@ -85,12 +104,19 @@ void Store::SetLink(int64_t device, int folder, uint32_t oid, int64_t record) {
   write.Bind(device).Bind(folder).Bind(oid).Bind(record).Run();
 }
 
-void Store::DropLink(int64_t device, int folder, uint32_t oid) {
-  int64_t record = 0;
+void Store::SetSending(int64_t device, int folder, int64_t record) {
+  Statement write(*this,
+                  "INSERT INTO links (device, folder, oid, record, change, base)"
+                  " VALUES (?1, ?2, -?3, ?3, (SELECT change FROM records WHERE id = ?3), NULL)"
+                  " ON CONFLICT (device, record) DO UPDATE SET"
+                  " oid = excluded.oid, change = excluded.change, base = NULL");
+  write.Bind(device).Bind(folder).Bind(record).Run();
+}
+
+void Store::DropLink(int64_t device, int64_t record) {
   {
-    Statement drop(
-        *this, "DELETE FROM links WHERE device = ? AND folder = ? AND oid = ? RETURNING record");
-    record = drop.Bind(device).Bind(folder).Bind(oid).Step() ? drop.Number(0) : 0;
+    Statement drop(*this, "DELETE FROM links WHERE device = ? AND record = ?");
+    drop.Bind(device).Bind(record).Run();
   }
   PurgeIfUnused(record);
 }
@@ -103,12 +129,11 @@ void Store::DropLinks(int64_t device) {
   Execute("DELETE FROM records WHERE deleted = 1 AND id NOT IN (SELECT record FROM links)");
 }
 
-Bytes Store::Base(int64_t device, int folder, uint32_t oid) {
+Bytes Store::Base(int64_t device, int64_t record) {
   Statement read(*this,
                  "SELECT coalesce(links.base, records.packet) FROM links JOIN records ON "
-                 "records.id = links.record"
-                 " WHERE links.device = ? AND links.folder = ? AND links.oid = ?");
-  return read.Bind(device).Bind(folder).Bind(oid).Step() ? read.Blob(0) : Bytes();
+                 "records.id = links.record WHERE links.device = ? AND links.record = ?");
+  return read.Bind(device).Bind(record).Step() ? read.Blob(0) : Bytes();
 }
 
 }  // namespace wkt

@@ -35,7 +35,7 @@ std::optional<StoredRecord> Store::Find(int64_t id) {
 std::vector<StoredRecord> Store::FindByRecordId(int folder, std::u16string_view recordId) {
   Statement read(*this,
                  "SELECT id, recordId, change, deleted, packet FROM records WHERE folder = ? AND "
-                 "recordId = ? AND deleted = 0 ORDER BY id");
+                 "recordId = ? ORDER BY id");
   read.Bind(folder).Bind(recordId);
   std::vector<StoredRecord> records;
   while (read.Step()) {

@@ -30,6 +30,7 @@ bool IsDesktopAction(MergeAction action) {
 }  // namespace
 
 void SyncRun::Apply(FolderState& state) {
+  state.left = 0;
   for (const SyncFailure& failure : state.plan.failures) {
     ++state.failed;
     state.skips.oids.insert(failure.oid);
@@ -124,11 +125,11 @@ void SyncRun::StoreItem(FolderState& state, SyncItem& item) {
   } else if (action == MergeAction::Link) {
     store_.SetLink(device_.id, folder, item.oid, item.record);
   } else if (action == MergeAction::DeleteOnDesktop) {
-    store_.DropLink(device_.id, folder, item.oid);
+    store_.DropLink(device_.id, item.record);
     store_.Delete(item.record);
     ++state.deletedOnDesktop;
   } else if (action == MergeAction::Forget) {
-    store_.DropLink(device_.id, folder, item.oid);
+    store_.DropLink(device_.id, item.record);
   }
 }
 
@@ -136,22 +137,28 @@ void SyncRun::ConfirmItems(FolderState& state, size_t begin, size_t end) {
   for (size_t i = begin; i < end; ++i) {
     const SyncItem& item = state.plan.items[i];
     if (item.confirm && IsDesktopAction(item.result.action)) {
-      state.unconfirmed |= session_.Confirm(state.folder->objectType, item.oid);
+      state.left += session_.Confirm(state.folder->objectType, item.oid);
     }
   }
 }
 
-// The application may have edited the object since it was read. Then it stays as it is, and the
-// next look finds both sides changed.
-bool SyncRun::IsAsPlanned(FolderState& state, const SyncItem& item) {
+// The application may have edited the object since it was listed. Then it stays as it is, and the
+// next look finds both sides changed. What was listed as unchanged is the common state or what a
+// killed run wrote after it; an edit takes this partner's mark away.
+bool SyncRun::IsAsListed(const FolderState& state, const SyncItem& item) {
   const ReadResult read = session_.Read(state.folder->objectType, item.oid);
   const auto now = read.packets.size() == 1 ? DecodePacket(state.folder->id, read.packets.front())
                                             : std::nullopt;
-  const Bytes planned = !item.packet.empty()
-                            ? item.packet
-                            : store_.Base(device_.id, static_cast<int>(state.folder->id), item.oid);
-  const auto before = DecodePacket(state.folder->id, planned);
-  return now && before && SameContent(*now, *before);
+  if (!now) {
+    return false;
+  }
+  if (!item.packet.empty()) {
+    const auto listed = DecodePacket(state.folder->id, item.packet);
+    return listed && SameContent(*now, *listed);
+  }
+  const auto base = DecodePacket(state.folder->id, store_.Base(device_.id, item.record));
+  return now->Flag(state.folder->partnerFlags[static_cast<size_t>(options_.partner - 1)]) ||
+         (base && SameContent(*now, *base));
 }
 
 bool SyncRun::SendItem(FolderState& state, SyncItem& item, CEOID* oid) {
@@ -162,7 +169,8 @@ bool SyncRun::SendItem(FolderState& state, SyncItem& item, CEOID* oid) {
     return false;
   }
   const bool isNew = item.result.action == MergeAction::SendNew;
-  if (!isNew && !IsAsPlanned(state, item)) {
+  if (!isNew && !IsAsListed(state, item)) {
+    ++state.left;
     return false;
   }
   const Bytes packet = EncodePacket(ForDevice(*record, options_.partner));
@@ -176,7 +184,7 @@ bool SyncRun::SendItem(FolderState& state, SyncItem& item, CEOID* oid) {
   return true;
 }
 
-void SyncRun::SendToDevice(FolderState& state) {
+std::vector<SyncItem*> SyncRun::ItemsToSend(FolderState& state) {
   std::vector<SyncItem*> sending;
   for (std::vector<SyncItem>* items : {&state.plan.items, &state.plan.copies}) {
     for (SyncItem& item : *items) {
@@ -186,9 +194,15 @@ void SyncRun::SendToDevice(FolderState& state) {
       }
     }
   }
+  return sending;
+}
+
+void SyncRun::SendToDevice(FolderState& state) {
+  const std::vector<SyncItem*> sending = ItemsToSend(state);
   const int folder = static_cast<int>(state.folder->id);
   for (size_t begin = 0; begin < sending.size(); begin += kCommitRecords) {
     const size_t end = std::min(sending.size(), begin + kCommitRecords);
+    NoteNewItems(folder, std::span(sending).subspan(begin, end - begin));
     Store::Transaction transaction(store_);
     for (size_t i = begin; i < end; ++i) {
       CEOID oid = 0;
@@ -203,13 +217,26 @@ void SyncRun::SendToDevice(FolderState& state) {
   }
 }
 
+// Before the device gets them, so that after a kill their objects are known for what they are, even
+// if somebody edited or deleted the records meanwhile.
+void SyncRun::NoteNewItems(int folder, std::span<SyncItem* const> items) {
+  Store::Transaction transaction(store_);
+  for (const SyncItem* item : items) {
+    if (item->result.action == MergeAction::SendNew) {
+      store_.SetSending(device_.id, folder, item->record);
+    }
+  }
+  transaction.Commit();
+}
+
 void SyncRun::DeleteFromDevice(FolderState& state) {
   Store::Transaction transaction(store_);
   for (SyncItem& item : state.plan.items) {
     if (item.result.action != MergeAction::DeleteOnDevice) {
       continue;
     }
-    if (!IsAsPlanned(state, item)) {
+    if (!IsAsListed(state, item)) {
+      ++state.left;
       continue;
     }
     const HRESULT result = session_.Delete(state.folder->objectType, item.oid);
@@ -217,7 +244,8 @@ void SyncRun::DeleteFromDevice(FolderState& state) {
       Fail(state, item, "the device cannot delete it: " + ResultName(result));
       continue;
     }
-    store_.DropLink(device_.id, static_cast<int>(state.folder->id), item.oid);
+    store_.DropLink(device_.id, item.record);
+    state.deleted.push_back(item.oid);
     ++state.deletedOnDevice;
   }
   transaction.Commit();

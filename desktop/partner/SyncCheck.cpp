@@ -8,6 +8,40 @@
 
 namespace wkt {
 
+// What changed or vanished since the last list. Telling takes the mark of a change during the
+// synchronisation away: it comes before the object is read, so that no later edit goes unmarked.
+void SyncRun::TellProvider(const FolderState& state, const Enumeration& now) {
+  const std::u16string name = state.folder->objectType;
+  for (const CEOID oid : now.changed) {
+    if (!state.skips.oids.contains(oid)) {
+      (void)session_.NotifyChanged(name, oid);
+    }
+  }
+  if (!now.problem.empty()) {
+    return;  // what is missing from this list may be there
+  }
+  std::set<CEOID> present(now.unchanged.begin(), now.unchanged.end());
+  present.insert(now.changed.begin(), now.changed.end());
+  present.insert(state.deleted.begin(), state.deleted.end());
+  for (const auto* before : {&state.plan.list.unchanged, &state.plan.list.changed}) {
+    for (const CEOID oid : *before) {
+      if (present.insert(oid).second) {
+        (void)session_.NotifyDeleted(name, oid);
+      }
+    }
+  }
+}
+
+// Those of earlier rounds count, too.
+bool SyncRun::WouldDeleteTooMany(const FolderState& state, const SyncPlan& plan) const {
+  const auto refuses = [](int64_t done, int64_t more, int64_t present) {
+    return more > 0 && GuardRefuses(done + more, done + present);
+  };
+  return !options_.allowDelete &&
+         (refuses(state.deletedOnDevice, plan.deletionsOnDevice, plan.recordsOnDevice) ||
+          refuses(state.deletedOnDesktop, plan.deletionsOnDesktop, plan.recordsOnDesktop));
+}
+
 bool SyncRun::LookAgain(FolderState& state) {
   const std::u16string name = state.folder->objectType;
   if (!state.plan.list.problem.empty()) {
@@ -17,32 +51,25 @@ bool SyncRun::LookAgain(FolderState& state) {
     return false;
   }
   Enumeration list = session_.Enumerate(name);
-  SyncPlan next = MakePlan(Request(state), *state.folder, list);
-  const bool again = !next.items.empty();
-  for (const SyncItem& item : next.items) {
-    const bool vanished =
-        item.input.device == DeviceState::Missing && item.input.bond == Bond::Linked;
-    if (vanished) {
-      (void)session_.NotifyDeleted(name, item.oid);
-    } else if (item.listedChanged) {
-      (void)session_.NotifyChanged(name, item.oid);
-    }
+  TellProvider(state, list);
+  SyncPlan next = MakePlan(Request(state), *state.folder, std::move(list));
+  state.left = 0;
+  if (WouldDeleteTooMany(state, next)) {
+    // The next run asks the guard before it does anything.
+    state.left = static_cast<int64_t>(next.items.size());
+    return false;
   }
-  const bool tooMany =
-      !options_.allowDelete && (GuardRefuses(next.deletionsOnDevice, next.recordsOnDevice) ||
-                                GuardRefuses(next.deletionsOnDesktop, next.recordsOnDesktop));
-  if (!again || tooMany) {
-    return false;  // what is left goes with the next run, which asks the guard first
+  const bool again = !next.items.empty() || !next.failures.empty();
+  if (again) {
+    state.plan = std::move(next);
   }
-  state.plan = std::move(next);
-  state.unconfirmed = false;
-  return true;
+  return again;
 }
 
-void SyncRun::VerifyObject(const FolderState& state, CEOID oid, int64_t record) {
+bool SyncRun::VerifyObject(const FolderState& state, CEOID oid, int64_t record) {
   const auto stored = store_.Find(record);
   if (!stored || stored->deleted) {
-    return;  // gone again in a later round
+    return true;  // gone again in a later round
   }
   ++compared_;
   const ReadResult read = session_.Read(state.folder->objectType, oid);
@@ -50,7 +77,34 @@ void SyncRun::VerifyObject(const FolderState& state, CEOID oid, int64_t record) 
   const auto device = read.packets.size() == 1
                           ? DecodePacket(state.folder->id, read.packets.front())
                           : std::nullopt;
-  if (!own || !device || !SameContent(*own, *device)) {
+  return own && device && SameContent(*own, *device);
+}
+
+void SyncRun::VerifyFolder(FolderState& state) {
+  std::set<std::pair<CEOID, int64_t>> objects(state.travelled.begin(), state.travelled.end());
+  if (options_.verifyAll) {
+    for (const Link& link : store_.Links(device_.id, static_cast<int>(state.folder->id))) {
+      if (!link.deleted && link.recordChange == link.change) {
+        objects.emplace(link.oid, link.record);
+      }
+    }
+  }
+  std::erase_if(objects, [&](const auto& object) {
+    return VerifyObject(state, object.first, object.second);
+  });
+  if (objects.empty()) {
+    return;
+  }
+  // Edited or deleted since the last look: not wrong, but the next run's.
+  const Enumeration list = session_.Enumerate(state.folder->objectType);
+  const std::set<CEOID> unchanged(list.unchanged.begin(), list.unchanged.end());
+  for (const auto& [oid, record] : objects) {
+    if (list.problem.empty() && !unchanged.contains(oid)) {
+      ++state.left;
+      continue;
+    }
+    const auto stored = store_.Find(record);
+    const auto own = DecodePacket(state.folder->id, stored->packet);
     differences_.push_back(
         {{"folder", state.folder->name}, {"title", own ? ToUtf8(own->DisplayName()) : ""}});
   }
@@ -58,17 +112,7 @@ void SyncRun::VerifyObject(const FolderState& state, CEOID oid, int64_t record) 
 
 void SyncRun::Verify() {
   for (FolderState& state : folders_) {
-    std::set<std::pair<CEOID, int64_t>> objects(state.travelled.begin(), state.travelled.end());
-    if (options_.verifyAll) {
-      for (const Link& link : store_.Links(device_.id, static_cast<int>(state.folder->id))) {
-        if (!link.deleted && link.recordChange == link.change) {
-          objects.emplace(link.oid, link.record);
-        }
-      }
-    }
-    for (const auto& [oid, record] : objects) {
-      VerifyObject(state, oid, record);
-    }
+    VerifyFolder(state);
   }
 }
 
@@ -76,9 +120,11 @@ Json SyncRun::FinishReport() {
   Json report;
   report["partner"] = options_.partner;
   report["firstRun"] = firstRun_;
+  report["volume"] = ToUtf8(session_.Volume(kFolders.front().objectType));
   report["notices"] = notices_;
   Json folders = Json::array();
   int64_t failed = 0;
+  int64_t left = 0;
   bool incomplete = false;
   for (const FolderState& state : folders_) {
     const FolderInfo info = session_.Info(state.folder->objectType);
@@ -89,10 +135,12 @@ Json SyncRun::FinishReport() {
                        {"deletedOnDevice", state.deletedOnDevice},
                        {"conflicts", state.conflicts},
                        {"failed", state.failed},
+                       {"left", state.left},
                        {"onDevice", info.objectCount},
                        {"onDesktop", store_.Count(static_cast<int>(state.folder->id))},
                        {"problem", state.plan.list.problem}});
     failed += state.failed;
+    left += state.left;
     incomplete |= !state.plan.list.problem.empty();
   }
   report["folders"] = std::move(folders);
@@ -100,9 +148,9 @@ Json SyncRun::FinishReport() {
   report["failures"] = failures_;
   report["verify"] = {{"compared", compared_}, {"different", differences_}};
   const bool wrong = failed > 0 || incomplete || !differences_.empty();
-  const ExitCode code = wrong                ? ExitCode::RecordsFailed
-                        : conflicts_.empty() ? ExitCode::Done
-                                             : ExitCode::Left;
+  const ExitCode code = wrong                             ? ExitCode::RecordsFailed
+                        : !conflicts_.empty() || left > 0 ? ExitCode::Left
+                                                          : ExitCode::Done;
   report["exitCode"] = static_cast<int>(code);
   Store::Transaction transaction(store_);
   device_.pending.clear();

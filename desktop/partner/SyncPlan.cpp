@@ -31,6 +31,9 @@ class Planner {
     for (const int64_t record : request_.store.Unlinked(request_.device, folderNumber_)) {
       unlinked_.insert(record);
     }
+    for (const Link& link : request_.store.Sending(request_.device, folderNumber_)) {
+      sending_.emplace(link.record, link);
+    }
     SplitListed();
     for (const auto& [oid, changed] : unknown_) {
       PlanUnknown(oid, changed);
@@ -42,10 +45,10 @@ class Planner {
       PlanMissing(*link);
     }
     for (const int64_t record : unlinked_) {
-      SyncItem item;
-      item.record = record;
-      item.input.desktop = DesktopState::Changed;
-      Decide(std::move(item));
+      PlanNew(record);
+    }
+    for (const auto& [record, link] : sending_) {
+      PlanUnsent(link);
     }
     plan_.recordsOnDevice =
         static_cast<int64_t>(plan_.list.unchanged.size() + plan_.list.changed.size());
@@ -118,23 +121,32 @@ class Planner {
     item.confirm = changed;
     const auto record = ReadObject(oid, 0, &item.packet);
     if (!record) {
+      isUnknownUnread_ = true;
       return;
     }
     // An object of the device without a link counts as changed even if the device thinks that this
     // partner has it: a killed run may have written it, another desktop may have been the partner.
     item.input.device = DeviceState::Changed;
     Match(*record, &item);
+    if (const auto sent = sending_.find(item.record); sent != sending_.end()) {
+      const Link link = sent->second;
+      sending_.erase(sent);
+      DecideLinked(link, *record, std::move(item));
+      return;
+    }
     Decide(std::move(item));
   }
 
   // Finds the stored record that has the same identifier and no object of its own on the device;
-  // among several the equal one, else the oldest.
+  // among several the equal one, else the oldest. A deleted one only if this may be its object.
   void Match(const Record& record, SyncItem* item) {
-    if (unlinked_.empty() && missing_.empty()) {
+    if (unlinked_.empty() && missing_.empty() && sending_.empty()) {
       return;
     }
     for (const StoredRecord& stored : request_.store.FindByRecordId(folderNumber_, record.Id())) {
-      if (!unlinked_.contains(stored.id) && !missing_.contains(stored.id)) {
+      const bool isFree =
+          !stored.deleted && (unlinked_.contains(stored.id) || missing_.contains(stored.id));
+      if (!isFree && !sending_.contains(stored.id)) {
         continue;
       }
       const auto own = DecodePacket(plan_.folder->id, stored.packet);
@@ -172,36 +184,52 @@ class Planner {
     item.oid = link.oid;
     item.record = link.record;
     item.listedChanged = changed;
-    item.input.bond = Bond::Linked;
-    item.input.desktop = desktop;
-    item.input.device = changed ? DeviceState::Changed : DeviceState::Unchanged;
+    std::optional<Record> record;
     if (changed) {
-      const auto record = ReadObject(link.oid, link.record, &item.packet);
+      record = ReadObject(link.oid, link.record, &item.packet);
       if (!record) {
         return;
       }
       item.confirm = true;
+    }
+    DecideLinked(link, record, std::move(item));
+  }
+
+  // `record` as the device has it; nothing: as it was.
+  void DecideLinked(const Link& link, const std::optional<Record>& record, SyncItem item) {
+    item.input.bond = Bond::Linked;
+    item.input.desktop = StateOf(link);
+    item.input.device = DeviceState::Unchanged;
+    if (record) {
       const auto base = BaseOf(link);
-      if (base && SameContent(*base, *record)) {
-        item.input.device =
-            DeviceState::Unchanged;  // sent before and not confirmed, or changed back
-      }
+      // Equal: transferred before and not confirmed or not linked, or changed back.
+      item.input.device =
+          base && SameContent(*base, *record) ? DeviceState::Unchanged : DeviceState::Changed;
       CompareWithStored(*record, &item);
     }
-    if (desktop == DesktopState::Changed && IsChangedBack(link)) {
+    if (item.input.desktop == DesktopState::Changed && IsChangedBack(link)) {
       item.input.desktop = DesktopState::Unchanged;
       if (item.input.device == DeviceState::Unchanged) {
-        item.result.action = MergeAction::Link;  // equal after all: remember that
-        plan_.items.push_back(std::move(item));
+        PlanLink(std::move(item));
         return;
       }
+    }
+    if (link.oid == 0 && item.input.device == DeviceState::Unchanged &&
+        item.input.desktop == DesktopState::Unchanged) {
+      PlanLink(std::move(item));
+      return;
     }
     Decide(std::move(item));
   }
 
+  // Equal on both sides after all: remember that.
+  void PlanLink(SyncItem item) {
+    item.result.action = MergeAction::Link;
+    plan_.items.push_back(std::move(item));
+  }
+
   std::optional<Record> BaseOf(const Link& link) {
-    return DecodePacket(plan_.folder->id,
-                        request_.store.Base(request_.device, folderNumber_, link.oid));
+    return DecodePacket(plan_.folder->id, request_.store.Base(request_.device, link.record));
   }
 
   // Edited on the desktop, and then edited to what it was.
@@ -221,6 +249,26 @@ class Planner {
     if (own) {
       item->input.sameContent = SameContent(*own, record);
       item->input.desktopNewer = own->Ticks(Field::Modified) > record.Ticks(Field::Modified);
+    }
+  }
+
+  void PlanNew(int64_t record) {
+    SyncItem item;
+    item.record = record;
+    item.input.desktop = DesktopState::Changed;
+    Decide(std::move(item));
+  }
+
+  // About to be sent by a run that was killed, and no object was found. One that could not be read
+  // may be it: then a second one is not made.
+  void PlanUnsent(const Link& link) {
+    if (link.deleted) {
+      SyncItem item;
+      item.record = link.record;
+      item.result.action = MergeAction::Forget;
+      plan_.items.push_back(std::move(item));
+    } else if (!isUnknownUnread_) {
+      PlanNew(link.record);
     }
   }
 
@@ -255,6 +303,8 @@ class Planner {
   std::vector<std::pair<const Link*, bool>> known_;
   std::vector<Listed> unknown_;
   std::map<int64_t, const Link*> missing_;  // by record
+  std::map<int64_t, Link> sending_;         // by record
+  bool isUnknownUnread_ = false;
 };
 
 }  // namespace

@@ -35,15 +35,31 @@ Json SyncRun::Run() {
   session_.BeginSync();
   PlanAll();
   Guard();
+  try {
+    ApplyAll();
+    Verify();
+    session_.EndSync();
+    return FinishReport();
+  } catch (const Failure& failure) {
+    if (!tokenLeft_) {
+      throw;
+    }
+    throw Failure(std::string(failure.what()) +
+                      "; a part of the run is done, run again when the cause is gone",
+                  ExitCode::RecordsFailed);
+  }
+}
+
+void SyncRun::ApplyAll() {
+  if (!isKnownOnDevice_) {
+    LeaveToken();
+  }
   for (FolderState& state : folders_) {
     Apply(state);
     for (int round = 1; round < kRounds && LookAgain(state); ++round) {
       Apply(state);
     }
   }
-  Verify();
-  session_.EndSync();
-  return FinishReport();
 }
 
 // Finds out which device this is, and whether what the store remembers of it can still be true.
@@ -55,51 +71,73 @@ void SyncRun::Identify() {
     partnerId = Narrow(store_.NewIdentifier(options_.now));
     store_.SetSetting("partnerId", partnerId);
   }
+  isKnownOnDevice_ = Narrow(partnership_.partnerId) == partnerId;
   const std::string deviceId = Narrow(partnership_.deviceId);
-  auto known = deviceId.empty() ? std::nullopt : store_.FindDevice(deviceId, options_.partner);
+  const auto known =
+      deviceId.empty() ? std::nullopt : store_.FindDevice(deviceId, options_.partner);
   if (known) {
     device_ = *known;
-    const std::string token = Narrow(partnership_.token);
-    const bool same =
-        Narrow(partnership_.partnerId) == partnerId &&
-        (token == device_.token || (!device_.pending.empty() && token == device_.pending));
-    if (!same && device_.lastRun != 0) {
-      notices_.push_back(
-          "This device is not as the last synchronisation left it: it was restored from a backup, "
-          "or another "
-          "desktop took this partner's place. Records are matched by their identifiers and nothing "
-          "is deleted.");
-      store_.DropLinks(device_.id);
-      device_.lastRun = 0;
-    }
+    IdentifyKnown();
   } else {
-    for (const StoredDevice& other : store_.Devices()) {
-      if (!options_.place.empty() && other.place == options_.place &&
-          other.partner == options_.partner) {
-        notices_.push_back(
-            "The device in this place was reset or exchanged since the last synchronisation. "
-            "Records are matched "
-            "by their identifiers and nothing is deleted.");
-        break;
-      }
-    }
-    if (!partnership_.partnerId.empty() && Narrow(partnership_.partnerId) != partnerId) {
-      notices_.push_back(
-          "Partner " + std::to_string(options_.partner) +
-          " of this device was another desktop until now; that one will match its records again.");
-    }
-    if (partnership_.deviceId.empty()) {
-      partnership_.deviceId = store_.NewIdentifier(options_.now);
-    }
-    device_.deviceId = Narrow(partnership_.deviceId);
-    device_.partner = options_.partner;
-    device_.id = store_.AddDevice(device_.deviceId, options_.partner);
+    IdentifyNew();
   }
   partnership_.partnerId = Widen(partnerId);
   firstRun_ = device_.lastRun == 0;
   device_.place = options_.place;
   store_.UpdateDevice(device_);
   transaction.Commit();
+}
+
+void SyncRun::IdentifyKnown() {
+  const std::string token = Narrow(partnership_.token);
+  // A killed run may have left its token or not; from now on it is known which.
+  if (!device_.pending.empty() && token == device_.pending) {
+    device_.token = device_.pending;
+  }
+  device_.pending.clear();
+  if (isKnownOnDevice_ && token == device_.token) {
+    return;
+  }
+  if (device_.lastRun != 0) {
+    notices_.push_back(
+        "This device is not as the last synchronisation left it: it was restored from a backup, or "
+        "another desktop took this partner's place. Records are matched by their identifiers and "
+        "nothing is deleted.");
+  }
+  // Its identifiers may mean other records now.
+  store_.DropLinks(device_.id);
+  device_.lastRun = 0;
+}
+
+void SyncRun::IdentifyNew() {
+  bool wasOther = false;
+  for (const StoredDevice& other : store_.Devices()) {
+    if (options_.place.empty() || other.place != options_.place ||
+        other.partner != options_.partner) {
+      continue;
+    }
+    if (other.lastRun == 0 && other.token.empty() && other.pending.empty()) {
+      store_.RemoveDevice(other.id);  // never got as far as being told apart
+    } else {
+      wasOther = true;
+    }
+  }
+  if (wasOther) {
+    notices_.push_back(
+        "The device in this place was reset or exchanged since the last synchronisation. Records "
+        "are matched by their identifiers and nothing is deleted.");
+  }
+  if (!partnership_.partnerId.empty() && !isKnownOnDevice_) {
+    notices_.push_back(
+        "Partner " + std::to_string(options_.partner) +
+        " of this device was another desktop until now; that one will match its records again.");
+  }
+  if (partnership_.deviceId.empty()) {
+    partnership_.deviceId = store_.NewIdentifier(options_.now);
+  }
+  device_.deviceId = Narrow(partnership_.deviceId);
+  device_.partner = options_.partner;
+  device_.id = store_.AddDevice(device_.deviceId, options_.partner);
 }
 
 PlanRequest SyncRun::Request(FolderState& state) {
@@ -139,7 +177,6 @@ void SyncRun::LeaveToken() {
   if (tokenLeft_) {
     return;
   }
-  tokenLeft_ = true;
   {
     Store::Transaction transaction(store_);
     device_.pending = Narrow(store_.NewIdentifier(options_.now));
@@ -151,6 +188,7 @@ void SyncRun::LeaveToken() {
     throw Failure("the device's registry cannot be written");
   }
   device_.token = device_.pending;
+  tokenLeft_ = true;
 }
 
 }  // namespace wkt

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -26,9 +27,9 @@ struct SyncOptions {
 };
 
 // The report is the one source of what is printed, as JSON or as text:
-//   partner, firstRun, notices[], folders[{folder, toDesktop, toDevice, deletedOnDesktop,
-//   deletedOnDevice, conflicts, failed, onDevice, onDesktop, problem}], conflicts[{folder, title,
-//   day, device, desktop, result}], failures[{folder, title, problem}], verify{compared,
+//   partner, firstRun, volume, notices[], folders[{folder, toDesktop, toDevice, deletedOnDesktop,
+//   deletedOnDevice, conflicts, failed, left, onDevice, onDesktop, problem}], conflicts[{folder,
+//   title, day, device, desktop, result}], failures[{folder, title, problem}], verify{compared,
 //   different[]}, exitCode
 class SyncRun {
  public:
@@ -49,29 +50,38 @@ class SyncRun {
     int64_t deletedOnDevice = 0;
     int64_t conflicts = 0;
     int64_t failed = 0;
-    bool touched = false;      // something was done in this run
-    bool unconfirmed = false;  // changed again while it was sent
+    std::vector<CEOID> deleted;  // on the device, by this run
+    int64_t left = 0;            // edited while they travelled, and not carried by a later round
+    bool touched = false;        // something was done in this run
   };
 
+  void ApplyAll();
   void Identify();
+  void IdentifyKnown();
+  void IdentifyNew();
   void PlanAll();
   void Guard();
-  bool HasWork() const;
   void LeaveToken();
   void Apply(FolderState& state);
   void StoreOnDesktop(FolderState& state);
   void StoreItem(FolderState& state, SyncItem& item);
   void ConfirmItems(FolderState& state, size_t begin, size_t end);
   void SendToDevice(FolderState& state);
-  bool IsAsPlanned(FolderState& state, const SyncItem& item);
+  static std::vector<SyncItem*> ItemsToSend(FolderState& state);
+  void NoteNewItems(int folder, std::span<SyncItem* const> items);
+  bool IsAsListed(const FolderState& state, const SyncItem& item);
   bool SendItem(FolderState& state, SyncItem& item, CEOID* oid);
   void DeleteFromDevice(FolderState& state);
   void Fail(FolderState& state, const SyncItem& item, const std::string& problem);
   void NoteConflict(FolderState& state, const SyncItem& item);
   // Plans again what appeared, changed or vanished meanwhile; false when nothing did.
   bool LookAgain(FolderState& state);
+  void TellProvider(const FolderState& state, const Enumeration& now);
+  bool WouldDeleteTooMany(const FolderState& state, const SyncPlan& plan) const;
   void Verify();
-  void VerifyObject(const FolderState& state, CEOID oid, int64_t record);
+  void VerifyFolder(FolderState& state);
+  // True when both sides are equal.
+  bool VerifyObject(const FolderState& state, CEOID oid, int64_t record);
   Json FinishReport();
   PlanRequest Request(FolderState& state);
   void Progress(const FolderState& state, size_t done, size_t total);
@@ -82,6 +92,7 @@ class SyncRun {
   Partnership partnership_;
   StoredDevice device_;
   bool firstRun_ = false;
+  bool isKnownOnDevice_ = false;  // the device names this desktop as the partner
   bool tokenLeft_ = false;
   std::vector<FolderState> folders_;
   Json notices_ = Json::array();

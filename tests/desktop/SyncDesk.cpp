@@ -1,9 +1,15 @@
 #include "tests/desktop/SyncDesk.h"
 
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <filesystem>
 
 #include "desktop/device/Installation.h"
 #include "desktop/manager/Trace.h"
+#include "desktop/partner/FolderCopy.h"
 
 namespace wkt::test {
 
@@ -37,8 +43,7 @@ void SyncDesk::ResetDevice() {
 
 Store& SyncDesk::Partner(int number) {
   if (!stores_[number]) {
-    stores_[number] = std::make_unique<Store>(partners_ + "/" + std::to_string(number),
-                                              Store::Mode::OpenOrCreate);
+    stores_[number] = std::make_unique<Store>(PartnerFolder(number), Store::Mode::OpenOrCreate);
   }
   return *stores_[number];
 }
@@ -149,14 +154,73 @@ SyncDesk::Jobs SyncDesk::OnDesktop(int partner) {
   return jobs;
 }
 
-Json SyncDesk::Sync(int partner, ConflictPolicy policy, bool allowDelete) {
+void SyncDesk::Prepare(int partner, ConflictPolicy policy, bool allowDelete) {
   options.partner = partner;
   options.conflict = policy;
   options.allowDelete = allowDelete;
   options.now = Now();
-  options.place = device_->Folder();
-  SyncSession session(nullptr);
+  // Every device stands in the same place.
+  options.place = "/desk/pocket";
+}
+
+Json SyncDesk::Run(int partner) {
+  SyncSession session(trace);
   return SyncRun(session, Partner(partner), options).Run();
+}
+
+Json SyncDesk::Sync(int partner, ConflictPolicy policy, bool allowDelete) {
+  Prepare(partner, policy, allowDelete);
+  return Run(partner);
+}
+
+void SyncDesk::SyncUnnoted(int partner) {
+  const std::string before = partners_ + "/before";
+  ReopenPartner(partner);
+  CopyFolder(PartnerFolder(partner), before);
+  Sync(partner);
+  std::vector<int64_t> sent;
+  const StoredDevice device = Partner(partner).Devices().at(0);
+  for (const Link& link : Partner(partner).Links(device.id, kJobsFolder)) {
+    sent.push_back(link.record);
+  }
+  ReopenPartner(partner);
+  std::filesystem::remove_all(PartnerFolder(partner));
+  std::filesystem::rename(before, PartnerFolder(partner));
+  Store& store = Partner(partner);
+  for (const int64_t record : store.Unlinked(device.id, kJobsFolder)) {
+    if (std::find(sent.begin(), sent.end(), record) != sent.end()) {
+      store.SetSending(device.id, kJobsFolder, record);
+    }
+  }
+  StoredDevice known = store.Devices().at(0);
+  known.pending = ToUtf8(ReadPartnership(static_cast<UINT>(partner)).token);
+  store.UpdateDevice(known);
+}
+
+bool SyncDesk::RunKilled(const std::function<void()>& work, unsigned microseconds) {
+  // No database may be open on both sides of a fork.
+  control::LeaveDevice();
+  for (auto& store : stores_) {
+    store.reset();
+  }
+  const pid_t child = fork();
+  if (child == 0) {
+    device_->Reopen();
+    work();
+    _exit(::testing::Test::HasFailure() ? 1 : 0);
+  }
+  usleep(microseconds);
+  kill(child, SIGKILL);
+  int status = 0;
+  waitpid(child, &status, 0);
+  device_->Reopen();
+  EXPECT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == 0);
+  return WIFEXITED(status);
+}
+
+bool SyncDesk::SyncKilled(int partner, ConflictPolicy policy, unsigned microseconds) {
+  Prepare(partner, policy, true);
+  return RunKilled([this, partner] { Run(partner); }, microseconds);
 }
 
 int64_t Count(const Json& report, const char* column, const char* folder) {

@@ -2,6 +2,7 @@
 // within one process.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -43,8 +44,20 @@ class SyncDesk {
 
   Json Sync(int partner, ConflictPolicy policy = ConflictPolicy::Newer, bool allowDelete = false);
   SyncOptions options;  // of the runs to come
+  Trace* trace = nullptr;
+
+  // A whole run, of which the desktop remembers only that it began: as if it had been killed after
+  // the device had got everything and before anything of that was noted.
+  void SyncUnnoted(int partner);
+  // Work in a process of its own that is killed after so many microseconds; true when it was over
+  // before.
+  bool RunKilled(const std::function<void()>& work, unsigned microseconds);
+  bool SyncKilled(int partner, ConflictPolicy policy, unsigned microseconds);
 
  private:
+  void Prepare(int partner, ConflictPolicy policy, bool allowDelete);
+  Json Run(int partner);
+  std::string PartnerFolder(int number) const { return partners_ + "/" + std::to_string(number); }
   DeviceRecord FindOnDevice(const std::string& title, Record* record);
   StoredRecord FindOnDesktop(int partner, const std::string& title, Record* record);
 

@@ -1,5 +1,6 @@
 // Random scripts of edits on a device and two desktops, with synchronisations between, against a
-// model of three maps. 30 scripts; RC_PARAMS=max_success=300 for more.
+// model of three maps. 30 scripts; RC_PARAMS=max_success=300 for more. With WKT_SCRIPT_KILLS set,
+// runs are killed and started again.
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
@@ -29,11 +30,27 @@ void Put(Values& values, const std::string& title, const std::optional<std::stri
   }
 }
 
+// Texts are "edit" and the step that wrote them.
+int StepOf(const std::string& text) {
+  return std::stoi(text.substr(text.rfind(' ')));
+}
+
 struct Model {
   Values device;
   Values desktop[3];
   Values common[3];  // of the device and each desktop after their last synchronisation
   std::set<std::string> titles;
+
+  using Value = std::optional<std::string>;
+  static Value Winner(const Value& own, const Value& other, ConflictPolicy policy) {
+    if (policy != ConflictPolicy::Newer) {
+      return policy == ConflictPolicy::Desktop ? other : own;
+    }
+    if (!own || !other) {
+      return own ? own : other;  // an edit beats a delete
+    }
+    return StepOf(*own) > StepOf(*other) ? own : other;
+  }
 
   void Sync(int partner, ConflictPolicy policy) {
     for (const std::string& title : titles) {
@@ -44,7 +61,7 @@ struct Model {
       if (own == base) {
         agreed = other;
       } else if (other != base && own != other) {
-        agreed = policy == ConflictPolicy::Desktop ? other : own;
+        agreed = Winner(own, other, policy);
       }
       Put(device, title, agreed);
       Put(desktop[partner], title, agreed);
@@ -88,7 +105,12 @@ void EditSomewhere(SyncDesk& desk, Model& model, int step) {
 RC_GTEST_PROP(SyncModel, TwoSidedScriptsEndEqual, ()) {
   SyncDesk desk;
   Model model;
+  static const bool kills = std::getenv("WKT_SCRIPT_KILLS") != nullptr;
+  constexpr unsigned kLongestRunMicroseconds = 30'000;
   const auto synchronise = [&](int partner, ConflictPolicy policy) {
+    for (int i = kills ? *rc::gen::inRange(0, 3) : 0; i > 0; --i) {
+      desk.SyncKilled(partner, policy, *rc::gen::inRange(0u, kLongestRunMicroseconds));
+    }
     desk.Sync(partner, policy, true);
     model.Sync(partner, policy);
     RC_ASSERT(ToValues(desk.OnDevice()) == model.device);
@@ -98,7 +120,8 @@ RC_GTEST_PROP(SyncModel, TwoSidedScriptsEndEqual, ()) {
   for (int step = 0; step < steps; ++step) {
     if (*rc::gen::inRange(0, 4) == 0) {
       synchronise(*rc::gen::inRange(1, 3),
-                  *rc::gen::element(ConflictPolicy::Device, ConflictPolicy::Desktop));
+                  *rc::gen::element(ConflictPolicy::Device, ConflictPolicy::Desktop,
+                                    ConflictPolicy::Newer));
     } else {
       EditSomewhere(desk, model, step);
     }
