@@ -172,6 +172,47 @@ TEST_F(HostileTransfer, TakesNoticesOf780BytesAndMore) {
   }
 }
 
+// Of a record that the desktop knows, whatever stood in the counts stays there.
+TEST_F(HostileTransfer, LeavesTheCountsAloneThatItHasNothingFor) {
+  const CEOID known =
+      RawDatabase(u"WktDevJobs").Add(RawJob(u"J1").Set(0x400B001F, u"0010100000000000000"));
+  const CEOID changed = AddRecord(kJobs);
+  for (const auto& [oid, flags, expectedChanged, expectedDeleted] :
+       {std::tuple(known, UINT{ONF_RECORD}, 0xDEADu, 0xBEEFu),
+        std::tuple(changed, UINT{ONF_RECORD | ONF_CHANGED}, 1u, 0xBEEFu),
+        std::tuple(changed, UINT{ONF_RECORD | ONF_DELETED}, 0xDEADu, 1u),
+        std::tuple(changed, UINT{ONF_CLEAR_CHANGE}, 0xDEADu, 0xBEEFu)}) {
+    notice = {};
+    notice.cbStruct = sizeof(notice);
+    SetName(notice.szObjType, kJobs);
+    notice.uFlags = flags;
+    notice.oidObject = oid;
+    notice.oidInfo.wObjType = OBJTYPE_RECORD;
+    notice.oidInfo.infRecord.oidParent = RawDatabase(u"WktDevJobs").GetOid();
+    notice.cOidChg = 0xDEAD;
+    notice.cOidDel = 0xBEEF;
+    EXPECT_EQ(provider.objectNotify(&notice), flags != ONF_CLEAR_CHANGE);
+    EXPECT_EQ(notice.cOidChg, expectedChanged) << flags;
+    EXPECT_EQ(notice.cOidDel, expectedDeleted) << flags;
+    EXPECT_EQ(notice.poid, flags == ONF_CLEAR_CHANGE ? nullptr : &notice.oidObject) << flags;
+  }
+}
+
+TEST_F(HostileTransfer, TouchesNothingInTheListOfAnUnknownFolder) {
+  FINDOBJINFO before;
+  std::memset(&before, 0xA5, sizeof(before));
+  before.uFlags = 0;
+  SetName(before.szObjType, u"Calendar");
+  FINDOBJINFO info = before;
+  RecordedCalls calls;
+  EXPECT_EQ(provider.findObjects(&info), S_OK);
+  info.uFlags = FO_DONE_ONE_VOL;
+  EXPECT_EQ(provider.findObjects(&info), S_OK);
+  EXPECT_EQ(calls.Take(), Lines{});
+  info.uFlags = 0;
+  EXPECT_EQ(std::memcmp(&info, &before, sizeof(info)), 0);
+}
+
 // Also with a volume mounted: the databases are in the object store all the same.
 TEST_F(HostileTransfer, LeavesTheVolumeMembersOfASetUpAlone) {
   WCHAR path[] = u"\\cards.vol";
