@@ -172,6 +172,55 @@ TEST_F(HostileTransfer, TakesNoticesOf780BytesAndMore) {
   }
 }
 
+// Each byte of a packet is wrong once: what is refused leaves the record to be replaced as it is.
+TEST_F(HostileTransfer, RefusedBytesChangeNothing) {
+  for (const std::u16string folder : {kJobs, kTypes}) {
+    const CEOID oid = AddRecord(folder);
+    RawDatabase database(folder == kTypes ? u"WktDevTypes" : u"WktDevJobs");
+    const auto before = database.Read(oid);
+    const std::vector<uint8_t> whole = Bytes(folder);
+    size_t refused = 0;
+    for (size_t at = 0; at < whole.size(); ++at) {
+      std::vector<uint8_t> damaged = whole;
+      damaged[at] ^= 0x30;  // takes a '0' for a terminator
+      if (Put(folder, oid, damaged) == S_OK) {
+        database.Write(oid, *before);
+        continue;
+      }
+      ++refused;
+      ASSERT_EQ(database.Read(oid), before) << at;
+    }
+    EXPECT_GT(refused, 20u);
+    EXPECT_LT(refused, whole.size());
+    EXPECT_EQ(database.Count(), 1u);
+  }
+}
+
+// Terminators happen to stand where they have to now and then; then it is a packet.
+TEST_F(HostileTransfer, NoiseIsStoredWholeOrRefused) {
+  uint32_t state = 4711;
+  const auto random = [&state] { return state = state * 1664525 + 1013904223, state >> 8; };
+  constexpr char16_t kStart[] = u"Worktally\0act";
+  static_assert(sizeof(kStart) == 28);
+  uint32_t stored = 0;
+  for (int i = 0; i < 1000; ++i) {
+    std::vector<uint8_t> noise(random() % 4000);
+    for (uint8_t& byte : noise)
+      byte = random() % 4 ? 0 : static_cast<uint8_t>(random());
+    const bool startsWell = i % 2 != 0 && noise.size() > sizeof(kStart);
+    if (startsWell)
+      std::memcpy(noise.data(), kStart, sizeof(kStart));
+    const HRESULT result = Put(i % 4 < 2 ? kJobs : kTypes, 0, noise);
+    ASSERT_TRUE(result == E_UNEXPECTED || (result == S_OK && startsWell)) << i;
+    ASSERT_EQ(result == S_OK, writeSetup.oidNew != 0);
+    stored += result == S_OK;
+  }
+  EXPECT_GT(stored, 0u);
+  EXPECT_EQ(RawDatabase(u"WktDevJobs").Count(), stored);
+  EXPECT_FALSE(wkt::test::HasDatabase(u"WktDevTypes"));
+  EXPECT_EQ(RaisedNotices(), Lines{"Daily jobs changed"});
+}
+
 // Of a record that the desktop knows, whatever stood in the counts stays there.
 TEST_F(HostileTransfer, LeavesTheCountsAloneThatItHasNothingFor) {
   const CEOID known =
