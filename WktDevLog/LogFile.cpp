@@ -1,5 +1,7 @@
 #include "WktDevLog/LogFile.h"
 
+#include <algorithm>
+
 #include "WktDevLog/LogText.h"
 #include "platform/Kernel.h"
 
@@ -12,6 +14,8 @@ constexpr DWORD kWaitMilliseconds = 2000;
 // The callers' level for inconsistencies.
 constexpr DWORD kNoticeLevel = 16;
 constexpr DWORD kTailBytes = 256;
+// More than the notice about lines that made room takes.
+constexpr DWORD kNoticeBytes = 128;
 constexpr WCHAR kOlderMark[] = u".old";
 
 // "\Logging\WktDevSync.log.txt" -> "\Logging\WktDevSync.log.old.txt": the ending decides what opens
@@ -61,9 +65,10 @@ void Unlock(const LogFile& file) {
     ReleaseMutex(file.mutex);
 }
 
-HANDLE OpenForAppending(const LogFile& file) {
+// OPEN_ALWAYS to append, TRUNCATE_EXISTING to begin anew.
+HANDLE OpenPresentFile(const LogFile& file, DWORD mode) {
   return CreateFileW(file.path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                     nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+                     nullptr, mode, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
 // The place behind the last whole line. A half one, of a process that was killed while it wrote,
@@ -105,17 +110,61 @@ bool WriteOver(HANDLE handle, DWORD from, DWORD size, const char* line, DWORD by
   return whole && WriteWhole(handle, "\n", 1);
 }
 
-// Puts a full file aside. Without success the present one grows on.
-HANDLE StartNewFile(const LogFile& file, HANDLE full) {
+// The newest whole lines of a file, at most as many bytes as there is room for.
+DWORD ReadNewestLines(HANDLE handle, DWORD size, char* lines, DWORD room) {
+  const DWORD count = std::min(size, room);
+  DWORD read = 0;
+  SetFilePointer(handle, static_cast<LONG>(size - count), nullptr, FILE_BEGIN);
+  if (!ReadFile(handle, lines, count, &read, nullptr) || read != count)
+    return 0;
+  DWORD first = 0;
+  // Where the room begins, some line may be cut in two.
+  while (count < size && first < count && lines[first++] != '\n') {
+  }
+  std::copy(lines + first, lines + count, lines);
+  return count - first;
+}
+
+// Shortens a full file to the newer half of its lines, less when the next line needs the room, and
+// tells in front of them what is gone. INVALID_HANDLE_VALUE when it cannot be shortened.
+HANDLE KeepNewerHalf(const LogFile& file, HANDLE full, DWORD nextLineBytes) {
+  const DWORD size = GetFileSize(full, nullptr);
+  const DWORD needed = nextLineBytes + kNoticeBytes;
+  const DWORD room =
+      std::min(file.sizeLimit / 2, file.sizeLimit - std::min(needed, file.sizeLimit));
+  char* const lines = static_cast<char*>(LocalAlloc(LMEM_FIXED, room));
+  const DWORD kept = lines && room > 0 ? ReadNewestLines(full, size, lines, room) : 0;
+  CloseHandle(full);
+  const HANDLE shorter = OpenPresentFile(file, TRUNCATE_EXISTING);
+  if (shorter != INVALID_HANDLE_VALUE) {
+    LogLine notice;
+    notice.Begin(kNoticeLevel, 0);
+    notice.AddNumber(size - kept);
+    notice.Add(" bytes lost: the full log could not be put aside");
+    notice.End();
+    if (WriteWhole(shorter, notice.Bytes(), notice.ByteCount()) && kept > 0)
+      (void)WriteWhole(shorter, lines, kept);
+  }
+  if (lines)
+    LocalFree(lines);
+  return shorter;
+}
+
+// Makes room for the next line: the full file becomes the older one. Where that cannot be, since
+// the older one is in the way, the full one is shortened, so that two files stay all there is.
+HANDLE MakeRoom(const LogFile& file, HANDLE full, DWORD nextLineBytes) {
   CloseHandle(full);
   DeleteFileW(file.olderPath);
-  MoveFileW(file.path, file.olderPath);
-  return OpenForAppending(file);
+  const BOOL isAside = MoveFileW(file.path, file.olderPath);
+  const HANDLE present = OpenPresentFile(file, OPEN_ALWAYS);
+  if (isAside || present == INVALID_HANDLE_VALUE)
+    return present;
+  return KeepNewerHalf(file, present, nextLineBytes);
 }
 
 // False when the line did not get into the file whole.
 bool AppendLocked(LogFile& file, const char* line, DWORD byteCount) {
-  HANDLE handle = OpenForAppending(file);
+  HANDLE handle = OpenPresentFile(file, OPEN_ALWAYS);
   if (handle == INVALID_HANDLE_VALUE)
     return false;
   DWORD size = GetFileSize(handle, nullptr);
@@ -123,11 +172,11 @@ bool AppendLocked(LogFile& file, const char* line, DWORD byteCount) {
   // A half line is mended before its file is put aside: the new line goes over it, once.
   const bool isFull = size >= file.sizeLimit || byteCount > file.sizeLimit - size;
   if (size > 0 && isFull && end == size) {
-    handle = StartNewFile(file, handle);
+    handle = MakeRoom(file, handle, byteCount);
     if (handle == INVALID_HANDLE_VALUE)
       return false;
     size = GetFileSize(handle, nullptr);
-    end = size;
+    end = FindEndOfLines(handle, size);
   }
   const bool whole = WriteOver(handle, end, size, line, byteCount);
   // What a failed write left is looked at before the next line.

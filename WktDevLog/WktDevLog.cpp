@@ -82,8 +82,9 @@ void CEAPI WktLogSetWriteToFile(BOOL enabled) {
   wktlog::StoreWriteToFile(settings.writeToFile);
 }
 
+// Before WktLogInit, and after WktLogExit, what the next WktLogInit will find.
 BOOL CEAPI WktLogGetWriteToFile() {
-  return settings.writeToFile;
+  return isOpen ? settings.writeToFile : wktlog::ReadLogSettings().writeToFile;
 }
 
 CE_FUNCTIONS_END

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "host/control/Calls.h"
+#include "platform/Files.h"
 #include "platform/Registry.h"
 #include "tests/WktDevLog/LoadedLog.h"
 #include "tests/support/DeskDevice.h"
@@ -137,6 +138,22 @@ TEST_F(WktDevLogTest, TheSwitchStopsWritingAndIsKept) {
   EXPECT_EQ(Written(), (Lines{kTime + "  256 before", kTime + "  256 after"}));
 }
 
+TEST_F(WktDevLogTest, TheSwitchCanBeReadAndSetWithoutALog) {
+  EXPECT_EQ(log->getWriteToFile(), TRUE);
+  device.SetNumber(kSettings, u"WriteToFile", 0);
+  EXPECT_EQ(log->getWriteToFile(), FALSE);
+  log->setWriteToFile(TRUE);
+  EXPECT_EQ(log->getWriteToFile(), TRUE);
+  log->setWriteToFile(FALSE);
+  Start();
+  log->Line(256, u"lost");
+  EXPECT_FALSE(device.FileExists(kFile));
+  device.SetNumber(kSettings, u"WriteToFile", 1);  // read when a log begins
+  EXPECT_EQ(log->getWriteToFile(), FALSE);
+  log->exit();
+  EXPECT_EQ(log->getWriteToFile(), TRUE);
+}
+
 TEST_F(WktDevLogTest, AFullFileBecomesTheOlderOne) {
   device.SetNumber(kSettings, u"SizeLimit", 4096);
   Start();
@@ -244,6 +261,89 @@ TEST_F(WktDevLogTest, AHalfLineIsNotPutAsideWithAFullFile) {
   ASSERT_EQ(older.size(), 2u);
   EXPECT_EQ(older[1].substr(0, 34), kTime + "  256 next");
   EXPECT_EQ(Written(), Lines{kTime + "  256 last"});
+}
+
+// A folder of its name is in the way of the older file, as a file that somebody holds would be.
+TEST_F(WktDevLogTest, AFullFileThatCannotBePutAsideKeepsItsNewerHalf) {
+  device.SetNumber(kSettings, u"SizeLimit", 4096);
+  device.MakeFolder(kOlderFile);
+  Start();
+  const std::u16string text(70, u'x');  // 101 bytes a line, 40 lines in 4040 bytes
+  for (int i = 0; i < 41; ++i)
+    log->Line(256, u"%02d%s", i, text.c_str() + 2);
+  Lines lines = Written();
+  // Half of 4096 bytes are 20 lines; what is lost of 4040 are the other 20.
+  ASSERT_EQ(lines.size(), 22u);
+  EXPECT_EQ(lines[0], kTime + "   16 2020 bytes lost: the full log could not be put aside");
+  EXPECT_EQ(lines[1].substr(30, 3), "20x");
+  EXPECT_EQ(lines[20].substr(30, 3), "39x");
+  EXPECT_EQ(lines[21].substr(30, 3), "40x");
+  for (int i = 41; i < 500; ++i) {
+    log->Line(256, u"%02d%s", i % 100, text.c_str() + 2);
+    ASSERT_LE(device.ReadFile(kFile).size(), 4096u) << i;
+  }
+  lines = Written();
+  EXPECT_EQ(lines.back().substr(30, 3), "99x");
+  for (size_t i = 2; i < lines.size(); ++i)
+    EXPECT_EQ(lines[i].size(), 100u) << i;
+  // As soon as nothing is in the way any more, the full file becomes the older one.
+  ASSERT_TRUE(RemoveDirectoryW(kOlderFile));
+  for (int i = 0; i < 40; ++i)
+    log->Line(256, u"%s", text.c_str());
+  EXPECT_GT(LinesOf(kOlderFile).size(), 20u);
+}
+
+TEST_F(WktDevLogTest, AFullFileThatCannotBePutAsideMakesRoomForALongLine) {
+  device.SetNumber(kSettings, u"SizeLimit", 4096);
+  device.MakeFolder(kOlderFile);
+  Start();
+  const std::u16string half(1500, u'a');
+  const std::u16string most(3500, u'b');
+  for (int i = 0; i < 2; ++i)
+    log->Line(256, u"%s", half.c_str());
+  log->Line(256, u"%s", most.c_str());
+  EXPECT_EQ(Written(), (Lines{kTime + "   16 3062 bytes lost: the full log could not be put aside",
+                              kTime + "  256 " + std::string(3500, 'b')}));
+  const std::u16string over(5000, u'c');  // longer than the limit: alone behind the notice
+  log->Line(256, u"%s", over.c_str());
+  EXPECT_EQ(Written().size(), 2u);
+  EXPECT_EQ(Written().back(), kTime + "  256 " + std::string(5000, 'c'));
+  log->Line(256, u"next");
+  EXPECT_EQ(Written().back(), kTime + "  256 next");
+}
+
+TEST_F(WktDevLogTest, WithoutMemoryAFullFileThatCannotBePutAsideStartsAnew) {
+  device.SetNumber(kSettings, u"SizeLimit", 4096);
+  device.MakeFolder(kOlderFile);
+  Start();
+  const std::u16string text(70, u'x');
+  for (int i = 0; i < 40; ++i)
+    log->Line(256, u"%s", text.c_str());
+  wkt::control::FailCall("LocalAlloc", 1, ERROR_NOT_ENOUGH_MEMORY);
+  log->Line(256, u"%s", text.c_str());
+  EXPECT_FALSE(wkt::control::ClearFailures());
+  EXPECT_EQ(Written(), (Lines{kTime + "   16 4040 bytes lost: the full log could not be put aside",
+                              kTime + "  256 " + std::string(70, 'x')}));
+}
+
+// Neither put aside nor shortened: the new lines are lost, the file stays as it is.
+TEST_F(WktDevLogTest, AFullFileThatCannotBeShortenedTakesNoMoreLines) {
+  device.SetNumber(kSettings, u"SizeLimit", 4096);
+  device.MakeFolder(kOlderFile);
+  Start();
+  const std::u16string text(70, u'x');
+  for (int i = 0; i < 40; ++i)
+    log->Line(256, u"%s", text.c_str());
+  // Opened for its size, again after the failed move, and shortened.
+  wkt::control::FailCall("CreateFileW", 3, ERROR_SHARING_VIOLATION);
+  log->Line(256, u"%s", text.c_str());
+  EXPECT_FALSE(wkt::control::ClearFailures());
+  EXPECT_EQ(device.ReadFile(kFile).size(), 4040u);
+  log->Line(256, u"next");
+  const Lines lines = Written();
+  ASSERT_GE(lines.size(), 3u);
+  EXPECT_EQ(lines[lines.size() - 2], kTime + "   16 1 lines lost: the log could not be written");
+  EXPECT_EQ(lines.back(), kTime + "  256 next");
 }
 
 TEST_F(WktDevLogTest, LinesThatCannotBeWrittenAreCounted) {
