@@ -11,6 +11,7 @@ namespace {
 constexpr int32_t kSplitCapacity = 100;
 // String objects made at the first use of a slot; most lists hold a handful.
 constexpr int32_t kFirstSlots = 4;
+// Keeps the bytes of all slots, doubled once, below 2^32.
 constexpr int32_t kMaxCapacity = 0x01000000;
 
 }  // namespace
@@ -28,6 +29,10 @@ StringArray::Body* StringArray::NewBody(int32_t capacity, int32_t count) {
 }
 
 StringArray::StringArray(int32_t initialCapacity, int32_t count) : body(&emptyBodies[0]) {
+  if (initialCapacity > kMaxCapacity) {
+    wkt::NoteAllocationFailure();
+    return;
+  }
   const int32_t capacity = std::max<int32_t>(initialCapacity, 0);
   const int32_t used = count >= 0 && count <= capacity ? count : 0;
   if (capacity == 0)

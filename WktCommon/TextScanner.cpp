@@ -155,16 +155,18 @@ namespace wkt {
 
 void Split(TextScanner& scanner, StringArray& outArray, const WCHAR* separators,
            SeparatorRuns runs) {
-  outArray = StringArray(kSplitCapacity, 0);
+  StringArray pieces(kSplitCapacity, 0);
   WideString piece;
   while (scanner.ReadUpTo(separators, piece)) {
-    outArray.Add(piece);
+    pieces.Add(piece);
     if (runs == SeparatorRuns::Collapse) {
       scanner.SkipRun(separators);
     } else {
       scanner.SkipOne();
     }
   }
+  // Last, because the text may lie in the array.
+  outArray = pieces;
 }
 
 void Split(const WCHAR* text, StringArray& outArray, const WCHAR* separators, SeparatorRuns runs) {

@@ -46,6 +46,31 @@ TEST(StringArray, StartsWithTheCapacityAndCountAskedFor) {
   }
 }
 
+// Slots for so many strings would not fit into 32 bits of bytes.
+TEST(StringArray, MoreSlotsThanMemoryCanHaveAreNone) {
+  for (const int32_t capacity : {0x01000001, 0x10000000, 0x7FFFFFFF}) {
+    wkt::ClearAllocationFailure();
+    StringArray array(capacity, capacity);
+    EXPECT_TRUE(wkt::AllocationFailed());
+    EXPECT_EQ(array.GetCapacity(), 0);
+    EXPECT_EQ(array.GetCount(), 0);
+    array.RemoveAt(5);
+    array.Add(u"a");
+    EXPECT_EQ(Shown(array), "[a]");
+  }
+  wkt::ClearAllocationFailure();
+  EXPECT_EQ(StringArray(0x01000000).GetCapacity(), 0x01000000) << "slots are made when used";
+  EXPECT_FALSE(wkt::AllocationFailed());
+}
+
+TEST(StringArray, AListWithoutCapacityHasRoomForOneTextThenTwo) {
+  StringArray array;
+  for (const int32_t capacity : {1, 2, 4, 4, 8}) {
+    array.Add(u"a");
+    EXPECT_EQ(array.GetCapacity(), capacity);
+  }
+}
+
 TEST(StringArray, AnyIndexOutsideReadsAsTheSharedEmptyString) {
   const StringArray array = ArrayOf({u"a", u"b"});
   EXPECT_EQ(Narrow(array.At(-1).c_str()), "");

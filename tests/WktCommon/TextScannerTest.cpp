@@ -66,6 +66,19 @@ TEST(Split, MoreThanAHundredPiecesDoubleTheCapacity) {
   EXPECT_EQ(array.GetCapacity(), 200);
 }
 
+TEST(Split, ATextOfTheListItselfCanBeSplit) {
+  // Of any length, since memory given back is taken first by what has its size.
+  for (size_t length = 1; length < 40; ++length) {
+    const std::u16string first(length, u'x');
+    for (const auto runs : {wkt::SeparatorRuns::Keep, wkt::SeparatorRuns::Collapse}) {
+      StringArray array;
+      array.Add((first + u"\nyy").c_str());
+      wkt::Split(array.At(0).c_str(), array, u"\n", runs);
+      EXPECT_EQ(PiecesOf(array), (Pieces{std::string(length, 'x'), "yy"}));
+    }
+  }
+}
+
 TEST(SplitAtText, CutsAtTheWholeSeparatorOnly) {
   const auto pieces = [](const WCHAR* text, const WCHAR* separator) {
     StringArray array;

@@ -45,6 +45,19 @@ TEST(WideString, BodyAndTextAreOneAllocation) {
   EXPECT_EQ(text.Length(), 28);
 }
 
+// Four bytes a character, its terminator included: eleven more fit behind ten.
+TEST(WideString, ATextHasRoomForAsMuchAgain) {
+  WideString text(u"0123456789");
+  const WCHAR* const place = text.c_str();
+  const AllocationCounter counter;
+  text.Append(u"0123456789a");
+  EXPECT_EQ(counter.Count(), 0u);
+  EXPECT_EQ(text.c_str(), place);
+  text.Append(u"b");
+  EXPECT_EQ(counter.Count(), 1u);
+  EXPECT_EQ(Shown(text), "01234567890123456789ab");
+}
+
 TEST(WideString, ACopiedTextIsIndependentOfTheOriginal) {
   WCHAR source[] = u"abc";
   const WideString text(source);
