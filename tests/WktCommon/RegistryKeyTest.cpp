@@ -5,8 +5,10 @@
 #include <string>
 
 #include "WktCommon/Allocation.h"
+#include "WktCommon/Log.h"
+#include "host/control/Calls.h"
 #include "tests/support/AllocationCounter.h"
-#include "tests/support/DeskDevice.h"
+#include "tests/support/LogCapture.h"
 #include "tests/support/Text.h"
 
 namespace {
@@ -52,6 +54,56 @@ TEST_F(RegistryKeyTest, WritingToAKeyThatIsNotOpenCreatesIt) {
   }
   const CRegistryKey key(HKEY_LOCAL_MACHINE, kKey, FALSE, TRUE);
   EXPECT_EQ(key.ReadDword(u"DatabaseVersion", 0), 74);
+}
+
+TEST_F(RegistryKeyTest, OpensAndCreatesWithTheseCalls) {
+  using Calls = std::vector<std::string>;
+  const auto callsOf = [](BOOL create, BOOL readOnly) {
+    wkt::control::CallRecording recording;
+    CRegistryKey key(HKEY_LOCAL_MACHINE, kKey, create, readOnly);
+    if (!key.IsOpen()) {
+      EXPECT_TRUE(key.WriteDword(u"Number", 5));
+    }
+    return wkt::control::DescribeCalls(recording.Take());
+  };
+  const std::string opened = "RegOpenKeyExW(HKEY_LOCAL_MACHINE, \"SOFTWARE\\Worktally\", 0, ";
+  const std::string created =
+      "RegCreateKeyExW(HKEY_LOCAL_MACHINE, \"SOFTWARE\\Worktally\", 0, NULL, 0, ";
+  const std::string stored = "RegSetValueExW(#1, \"Number\", 0, 4, 4) = 0";
+  const std::string readOnlyCreation = created + "0x20019, NULL, NULL) = 0";
+  const std::string creation = created + "0xF003F, NULL, NULL) = 0";
+  // Missing: opened in vain, and created with the same rights once a value is written.
+  EXPECT_EQ(callsOf(FALSE, TRUE), (Calls{opened + "0x20019) = 2", readOnlyCreation, stored}));
+  EXPECT_EQ(RegDeleteKeyW(HKEY_LOCAL_MACHINE, kKey), ERROR_SUCCESS);
+  EXPECT_EQ(callsOf(FALSE, FALSE), (Calls{opened + "0xF003F) = 2", creation, stored}));
+  EXPECT_EQ(callsOf(FALSE, FALSE), (Calls{opened + "0xF003F) = 0"}));
+  EXPECT_EQ(callsOf(FALSE, TRUE), (Calls{opened + "0x20019) = 0"}));
+  // Whoever creates may write, whatever else was said.
+  EXPECT_EQ(callsOf(TRUE, TRUE), (Calls{creation}));
+  EXPECT_EQ(callsOf(TRUE, FALSE), (Calls{creation}));
+}
+
+TEST_F(RegistryKeyTest, ReadsWithThisBufferAndClosesTheKey) {
+  device.SetText(kKey, u"InstallPath", std::u16string(200, u'x'));
+  wkt::control::CallRecording recording;
+  EXPECT_EQ(Read(u"InstallPath"), "");
+  EXPECT_EQ(wkt::control::DescribeCalls(recording.Take()),
+            (std::vector<std::string>{
+                "RegOpenKeyExW(HKEY_LOCAL_MACHINE, \"SOFTWARE\\Worktally\", 0, 0x20019) = 0",
+                "RegQueryValueExW(#1, \"InstallPath\", NULL, 256) = 234", "RegCloseKey(#1) = 0"}));
+}
+
+// This class lies below the log, which finds its library through it, so it writes no lines.
+TEST_F(RegistryKeyTest, WritesNothingIntoTheLog) {
+  device.MakeInstallation();
+  wkt::test::LogCapture capture(device);
+  StartLogging(u"test", u"\\log.txt");
+  EXPECT_EQ(Shown(GetInstallPath()), "\\Program Files\\Worktally\\");
+  CRegistryKey key(HKEY_LOCAL_MACHINE, kKey, TRUE, FALSE);
+  EXPECT_TRUE(key.WriteDword(u"Number", 5));
+  EXPECT_EQ(key.ReadDword(u"Number", 0), 5);
+  EXPECT_EQ(capture.Take(), wkt::test::LogLines{});
+  wkt::logState = {};
 }
 
 TEST_F(RegistryKeyTest, WritingFailsOnlyWhenTheKeyCannotBeCreated) {

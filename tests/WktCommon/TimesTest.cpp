@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 
 #include "WktCommon/RegistryKey.h"
@@ -164,6 +165,9 @@ TEST_F(TimesTest, ACorrectionThatWouldLeaveTheDayIsDropped) {
   EXPECT_EQ(time.wHour, 22);
   // Printed: 22:30 UTC is 23:30 by the bias of today and stays so.
   EXPECT_EQ(TimeOf(At(2026, 7, 15, 22, 30), FALSE, TRUE, wkt::kHoursMinutes), "23:30");
+  // In summer: 22:30 UTC of a winter day is 00:30 and would become 23:30 of the day before.
+  device.FreezeClock("2026-07-01T10:00:00Z");
+  EXPECT_EQ(TimeOf(At(2026, 1, 15, 22, 30), FALSE, TRUE, wkt::kHoursMinutes), "00:30");
 }
 
 TEST_F(TimesTest, AHalfHourBiasMovesMinutesAndNothingIsCarried) {
@@ -331,10 +335,54 @@ TEST_F(TimesLocaleTest, FinnishWithDotsInDatesAndTimes) {
   Expect("fi-FI", "2.3.2026", "02.03", "03.02", "21.05.07");
 }
 
+// A buffer shows as the text that it holds: none yet.
+std::vector<std::string> LocaleCalls(const std::function<void()>& body) {
+  wkt::control::CallRecording recording;
+  body();
+  std::vector<std::string> calls = wkt::control::DescribeCalls(recording.Take());
+  std::erase_if(calls, [](const std::string& call) { return call.starts_with("FileTime"); });
+  return calls;
+}
+
+TEST_F(TimesLocaleTest, EachSeparatorIsFetchedWithItsFirstUseOnly) {
+  if (::testing::UnitTest::GetInstance()->test_to_run_count() != 1)
+    GTEST_SKIP() << "other tests of this process may have fetched them";
+  using Calls = std::vector<std::string>;
+  const FILETIME evening = At(2026, 3, 2, 21, 5, 7);
+  WideString text;
+  const auto dayMonth = [&] { FormatDateText(text, evening, TRUE, 2); };
+  const auto monthDay = [&] { FormatDateText(text, evening, TRUE, 3); };
+  const auto minutes = [&] { FormatTimeText(text, evening, TRUE, FALSE, 74); };
+  const auto seconds = [&] { FormatTimeText(text, evening, TRUE, FALSE, 76); };
+  const std::string date = "GetDateFormatW(1024, 0, ptr, ";
+  const std::string time = "GetTimeFormatW(1024, 0, ptr, ";
+  EXPECT_EQ(LocaleCalls(dayMonth),
+            (Calls{"GetLocaleInfoW(1024, 29, \"\", 5) = 2", date + "\"dd/MM\", \"\", 255) = 6"}));
+  EXPECT_EQ(LocaleCalls(monthDay), (Calls{date + "\"MM/dd\", \"\", 255) = 6"}));
+  EXPECT_EQ(LocaleCalls(minutes),
+            (Calls{"GetLocaleInfoW(1024, 30, \"\", 5) = 2", time + "\"HH':'mm\", \"\", 255) = 6"}));
+  EXPECT_EQ(LocaleCalls(seconds), (Calls{time + "\"HH':'mm':'ss\", \"\", 255) = 9"}));
+}
+
+TEST_F(TimesTest, TheUsersOwnFormatsAreAskedForWithoutAPicture) {
+  using Calls = std::vector<std::string>;
+  const FILETIME evening = At(2026, 3, 2, 21, 5, 7);
+  WideString text;
+  EXPECT_EQ(LocaleCalls([&] { FormatDateText(text, evening, TRUE, 0); }),
+            (Calls{"GetDateFormatW(1024, 1, ptr, NULL, \"\", 255) = 7"}));
+  EXPECT_EQ(LocaleCalls([&] { FormatDateText(text, evening, TRUE, 1); }),
+            (Calls{"GetDateFormatW(1024, 2, ptr, NULL, \"\", 255) = 23"}));
+  EXPECT_EQ(LocaleCalls([&] { FormatTimeText(text, evening, TRUE, FALSE, 1); }),
+            (Calls{"GetTimeFormatW(1024, 0, ptr, NULL, \"\", 255) = 11"}));
+}
+
 TEST_F(TimesTest, SeparatorsStayAsTheyWereFirstFetched) {
   EXPECT_EQ(DateOf(At(2026, 3, 2), TRUE, 2), "02/03");
-  device.SetLocale("de-DE");
+  EXPECT_EQ(TimeOf(At(2026, 3, 2, 9, 5), TRUE, FALSE, wkt::kHoursMinutes), "09:05");
+  device.SetLocale("fi-FI");
   EXPECT_EQ(DateOf(At(2026, 3, 2), TRUE, 2), "02/03");
+  EXPECT_EQ(TimeOf(At(2026, 3, 2, 9, 5), TRUE, FALSE, wkt::kHoursMinutes), "09:05");
+  EXPECT_EQ(DateOf(At(2026, 3, 2), TRUE, 0), "2.3.2026") << "the rest follows the settings";
 }
 
 }  // namespace

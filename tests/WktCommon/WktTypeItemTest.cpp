@@ -7,17 +7,13 @@
 #include "WktCommon/TextScanner.h"
 #include "WktCommon/WktTypeKinds.h"
 #include "tests/support/DeskDevice.h"
+#include "tests/support/RandomItem.h"
 #include "tests/support/RecordPeek.h"
 #include "tests/support/Samples.h"
 #include "tests/support/Text.h"
 
 namespace wkt::test {
 namespace {
-
-// Destroys the items that a test leaves behind.
-struct OwnedItems : ItemList {
-  ~OwnedItems() { ClearItems(*this); }
-};
 
 StringArray Lines(const char16_t* text) {
   StringArray lines;
@@ -84,7 +80,10 @@ TEST_F(WktTypeItem, FractionIsWrittenInHundredths) {
 TEST_F(WktTypeItem, HundredthsAreReadBackAsAFraction) {
   for (const auto& [line, name] :
        {std::pair{u"1234", "12.34"}, std::pair{u"10", "0.10"}, std::pair{u"-1234", "-12.34"},
-        std::pair{u"", "0.00"}, std::pair{u"x", "0.00"}, std::pair{u"7x", "0.07"}}) {
+        std::pair{u"", "0.00"}, std::pair{u"x", "0.00"}, std::pair{u"7x", "0.07"},
+        // Single precision: 16777216 is the last whole number that it holds without a gap.
+        std::pair{u"16777217", "167772.16"}, std::pair{u"12345678", "123456.78"},
+        std::pair{u"2147483647", "21474836.00"}, std::pair{u"-2147483648", "-21474836.00"}}) {
     StringArray built;
     for (int i = 0; i < 22; ++i)
       built.Add(i == 3 ? line : u"");
@@ -273,40 +272,12 @@ TEST_F(Kind5Record, CloneHasNoListButTheText) {
   EXPECT_EQ(copy->GetUnused1().c_str(), Block(u"one"));
 }
 
-// Text that can stand in one line of a block.
-rc::Gen<std::u16string> LineText() {
-  return rc::gen::container<std::u16string>(rc::gen::suchThat(
-      rc::gen::arbitrary<char16_t>(), [](char16_t c) { return c && c != u'\n'; }));
-}
-
 TEST_F(Kind5Record, RandomItemsSurviveTheirText) {
   const bool holds = rc::check("items come back", [this] {
     OwnedItems given;
     const int count = *rc::gen::inRange(1, 6);
-    for (int i = 0; i < count; ++i) {
-      CWktTypeItem* const item = new CWktTypeItem;
-      given.push_back(item);
-      item->SetId((*LineText()).c_str());
-      item->SetComment((*LineText()).c_str());
-      item->SetName2((*LineText()).c_str());
-      // Up to 167.77 single precision is exact enough for the truncation.
-      const int hundredths = *rc::gen::inRange(0, 16'778);
-      const std::string name = std::to_string(hundredths / 100) + "." +
-                               std::to_string(hundredths % 100 / 10) +
-                               std::to_string(hundredths % 10);
-      item->SetName1(Wide(name).c_str());
-      item->SetCreationTime(TicksToTime(*rc::gen::arbitrary<uint64_t>()));
-      item->SetUnused3(*rc::gen::arbitrary<int32_t>());
-      item->SetUnused4(*rc::gen::arbitrary<int32_t>());
-      item->SetValueA(*rc::gen::arbitrary<uint32_t>(), *rc::gen::arbitrary<uint32_t>());
-      item->SetValueB(*rc::gen::arbitrary<uint32_t>(), *rc::gen::arbitrary<uint32_t>());
-      item->SetFlag(8, *rc::gen::arbitrary<bool>());
-      for (const int first : {4, 6}) {
-        item->SetFlag(first, *rc::gen::arbitrary<bool>());
-        item->SetFlag(first + 1, item->IsFlagSet(first) && *rc::gen::arbitrary<bool>());
-      }
-      item->SetModificationTime(TicksToTime(*rc::gen::arbitrary<uint64_t>()), FALSE);
-    }
+    for (int i = 0; i < count; ++i)
+      given.push_back(MakeRandomItem());
     CWktTypeKind5 source(FALSE);
     source.SetItemList(&given);
     OwnedItems read;
@@ -316,6 +287,7 @@ TEST_F(Kind5Record, RandomItemsSurviveTheirText) {
     RC_ASSERT(read.size() == given.size());
     for (size_t i = 0; i < given.size(); ++i)
       ExpectEqualTypes(*read[i], *given[i]);
+    RC_ASSERT(target.GetUnused1().Equals(source.GetUnused1()));
     RC_ASSERT(!HasFailure());
   });
   EXPECT_TRUE(holds);
