@@ -113,4 +113,41 @@ TEST_F(Memory, OpensNothingWithoutMemoryForTheName) {
   EXPECT_EQ(nameless.GetName(), nullptr);
 }
 
+// Where memory ends, the upgrade of that database ends as at a write that fails: each record is
+// converted whole or as it was, and the version is written all the same.
+TEST(UpgradeWithoutMemory, ConvertsARecordWholeOrNotAtAll) {
+  constexpr CEPROPID kWorkTypeText = 0x4013001F;
+  bool happened = true;
+  int untouched = 0;
+  for (size_t nth = 1; happened; ++nth) {
+    wkt::test::DeskDevice fresh;
+    fresh.MakeInstallation(0);
+    RawDatabase favorites(u"WktDevFavJobs");
+    RawDatabase jobs(u"WktDevJobs");
+    const std::pair<RawDatabase*, CEOID> made[] = {
+        {&favorites, favorites.Add(wkt::test::OldRawJob(u"F", 1, 2, 3))},
+        {&jobs, jobs.Add(wkt::test::OldRawJob(u"D", 1, 2, 3))},
+        {&jobs, jobs.Add(wkt::test::OldRawJob(u"E", 1, 2, 3))}};
+    wkt::ClearAllocationFailure();
+    {
+      const AllocationFailure failure(nth, AllocationFailure::Extent::AllLater);
+      CJobDatabase::UpgradeJobDatabases();
+      happened = failure.Happened();
+    }
+    for (const auto& [database, oid] : made) {
+      const wkt::test::RawRecord record = database->Read(oid).value_or(wkt::test::RawRecord());
+      if (record.Has(kWorkTypeText)) {
+        EXPECT_EQ(record.Text(kWorkTypeText), u"1") << nth;
+        EXPECT_EQ(record.Text(0x4014001F), u"2") << nth;
+        EXPECT_EQ(record.Text(0x4015001F), u"3") << nth;
+      } else {
+        EXPECT_TRUE(happened) << nth;
+        ++untouched;
+      }
+    }
+  }
+  EXPECT_GT(untouched, 0);
+  wkt::ClearAllocationFailure();
+}
+
 }  // namespace
