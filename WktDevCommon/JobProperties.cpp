@@ -65,9 +65,9 @@ void LoadFlag3(CJobLean& job, const CEPROPVAL& value) {
   job.SetFlag3(value.val.boolVal != 0 ? TRUE : FALSE);
 }
 
-// The order settles ties: the flag text comes before the three flags that have a property of their
-// own, so these win over characters 0, 1 and 3 of a stored text; characters 4 to 6, the state of
-// the synchronisation, come from the text alone.
+// Kept: the order settles ties. The flag text comes before the three flags that have a property of
+// their own, so these win over characters 0, 1 and 3 of a stored text; characters 4 to 6, the state
+// of the synchronisation, come from the text alone.
 constexpr PropertyField<CJobLean> kJobProperties[] = {
     TextProperty<&CJobLean::GetJobId, &CJobLean::SetJobId>(0x4000001F),
     NumberProperty<&CJobLean::GetVersionNumber, &CJobLean::SetVersionNumber>(0x40010003),

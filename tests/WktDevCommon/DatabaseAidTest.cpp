@@ -2,11 +2,19 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <functional>
+#include <future>
+#include <thread>
 
 #include "WktDevCommon/JobDatabase.h"
+#include "WktDevCommon/WktTypeDatabase.h"
+#include "host/control/Calls.h"
 #include "platform/Files.h"
 #include "tests/WktDevCommon/DatabaseTest.h"
+#include "tests/support/Layout.h"
 #include "tests/support/RawDatabase.h"
 #include "tests/support/RecordedCalls.h"
 #include "tests/support/Text.h"
@@ -69,6 +77,18 @@ TEST_F(DatabaseAid, GivesANewDatabaseTheSortOrdersOfItsClass) {
   EXPECT_EQ(info.rgSortSpecs[0].rgPropID[1], 0x40080040u);
   EXPECT_EQ(info.rgSortSpecs[0].rgdwFlags[0], 0x400u);
   EXPECT_EQ(info.rgSortSpecs[0].rgdwFlags[1], 0x400u);
+}
+
+TEST_F(DatabaseAid, GivesTheTypesASortOrderOfTheirOwn) {
+  CWktTypeDatabase database(u"WktDevTypes");
+  ASSERT_TRUE(database.Open(TRUE));
+  const CEDBASEINFOEX info = Describe(database.GetOid());
+  ASSERT_EQ(info.wNumSortOrder, 1);
+  EXPECT_EQ(info.rgSortSpecs[0].wVersion, 1);
+  EXPECT_EQ(info.rgSortSpecs[0].wNumProps, 1);
+  EXPECT_EQ(info.rgSortSpecs[0].wKeyFlags, 0);
+  EXPECT_EQ(info.rgSortSpecs[0].rgPropID[0], 0x40240040u);
+  EXPECT_EQ(info.rgSortSpecs[0].rgdwFlags[0], 0x400u);
 }
 
 TEST_F(DatabaseAid, LogsTheCreationOfAMissingDatabase) {
@@ -219,6 +239,21 @@ TEST_F(DatabaseAid, PassesOverADatabaseOfTheSameNameOnAVolume) {
   EXPECT_EQ(database.FindDatabase(u"WktDevJobs"), own);
 }
 
+// One store has a name once, so the database of another type lies on a volume.
+TEST_F(DatabaseAid, FindsItsOwnAmongTwoTypesOfOneName) {
+  WCHAR path[] = u"\\second.vol";
+  CEGUID volume = {};
+  ASSERT_TRUE(CeMountDBVol(&volume, path, CREATE_NEW));
+  const CEOID own = MakeDatabase(kObjectStore, u"WktDevJobs", 291166);
+  ASSERT_NE(MakeDatabase(volume, u"WktDevJobs", 291167), 0u);
+  CDatabaseAid database;
+  EXPECT_EQ(database.FindDatabase(u"WktDevJobs"), own);
+  // The other way round there is none to be found here.
+  ASSERT_NE(MakeDatabase(volume, u"WktDevTypes", 291166), 0u);
+  ASSERT_NE(MakeDatabase(kObjectStore, u"WktDevTypes", 291167), 0u);
+  EXPECT_EQ(database.FindDatabase(u"WktDevTypes"), 0u);
+}
+
 TEST_F(DatabaseAid, DescribesTheDatabaseOfItsName) {
   wkt::test::RawDatabase(u"WktDevJobs").Add(wkt::test::RawJob(u"J1"));
   CJobDatabase database(u"WktDevJobs");
@@ -277,13 +312,43 @@ TEST_F(DatabaseAid, KeepsThePlatformsCodeOfAFailedCreation) {
   log.Take();
   EXPECT_EQ(database.OpenDatabase(u"WktDevJobs", TRUE), FALSE);
   EXPECT_EQ(database.GetLastErrorCode(), 112u);
-  EXPECT_EQ(LinesWith(log.Take(), "Created"), Lines{"256 Created new database; CEOID = 0"});
+  ExpectLog(log, {
+                     ">CDatabaseAid::OpenDatabase",
+                     ">CDatabaseAid::CloseDatabase",
+                     "<CDatabaseAid::CloseDatabase",
+                     ">CDatabaseAid::FindDatabase",
+                     "4 pDBName = 'WktDevJobs'",
+                     "8 Result (CEOID) = 0",
+                     "<CDatabaseAid::FindDatabase",
+                     ">CDatabaseAid::CreateDatabase",
+                     "8 Result (CEOID) = 0",
+                     "<CDatabaseAid::CreateDatabase",
+                     "256 Created new database; CEOID = 0",
+                     "<CDatabaseAid::OpenDatabase",
+                 });
 }
 
 TEST_F(DatabaseAid, KeepsThePlatformsCodeOfAFailedOpen) {
-  CDatabaseAid database;
+  const wkt::test::RawDatabase present(u"WktDevJobs");
+  CJobDatabase database(u"WktDevJobs");
   const FailingCall failure("CeOpenDatabaseEx2", 1, ERROR_NOT_ENOUGH_MEMORY);
-  EXPECT_EQ(database.OpenDatabase(u"WktDevJobs", TRUE), FALSE);
+  log.Take();
+  EXPECT_EQ(database.Open(TRUE), FALSE);
+  ExpectLog(log, {
+                     ">CDatabaseAid::Open",
+                     ">CDatabaseAid::OpenDatabase",
+                     ">CDatabaseAid::CloseDatabase",
+                     "<CDatabaseAid::CloseDatabase",
+                     ">CDatabaseAid::FindDatabase",
+                     "4 pDBName = 'WktDevJobs'",
+                     "256 Record count = 0",
+                     "8 Result (CEOID) = O1",
+                     "<CDatabaseAid::FindDatabase",
+                     "256 Opened handle = 4294967295",
+                     "<CDatabaseAid::OpenDatabase",
+                     "8 Result (BOOL) = 0",
+                     "<CDatabaseAid::Open",
+                 });
   EXPECT_FALSE(database.IsOpen());
   EXPECT_EQ(database.GetLastErrorCode(), 8u);
   EXPECT_EQ(database.DeleteRecord(1), FALSE);
@@ -307,6 +372,50 @@ TEST_F(DatabaseAid, WaitsTenSecondsForTheMutexAndGoesOnWithoutIt) {
   EXPECT_NE(database.AddJob(&job, TRUE), 0u);
   EXPECT_EQ(calls.Take(), (Lines{"WaitForSingleObject(ptr, 10000)",
                                  "CeWriteRecordProps(ptr, 0, 22, ptr)", "ReleaseMutex(ptr)"}));
+}
+
+// Ten real seconds: another thread keeps the mutex.
+TEST_F(DatabaseAid, GoesOnAfterTenSecondsWhileAnotherThreadKeepsTheMutex) {
+  CJobDatabase database(u"WktDevJobs");
+  ASSERT_TRUE(database.Open(TRUE));
+  CJobLean job(TRUE);
+  std::promise<void> isHeld;
+  std::promise<void> isDone;
+  std::thread holder([&] {
+    EXPECT_EQ(database.Lock(), WAIT_OBJECT_0);
+    isHeld.set_value();
+    isDone.get_future().wait();
+    EXPECT_TRUE(database.Unlock()) << "still that of this thread";
+  });
+  isHeld.get_future().wait();
+  const auto begin = std::chrono::steady_clock::now();
+  wkt::control::CallRecording recording;
+  const CEOID oid = database.AddJob(&job, TRUE);
+  const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - begin;
+  const Lines calls = wkt::control::DescribeCalls(recording.Take());
+  isDone.set_value();
+  holder.join();
+  EXPECT_NE(oid, 0u);
+  EXPECT_GE(waited.count(), 9.9);
+  ASSERT_EQ(LinesWith(calls, "WaitForSingleObject").size(), 1u);
+  EXPECT_EQ(LinesWith(calls, "WaitForSingleObject"), Lines{"WaitForSingleObject(#1, 10000) = 258"});
+  EXPECT_EQ(LinesWith(calls, "ReleaseMutex"), Lines{"ReleaseMutex(#1) = 0, error 288"});
+  EXPECT_TRUE(wkt::test::RawDatabase(u"WktDevJobs").Read(oid).has_value());
+}
+
+TEST_F(DatabaseAid, ItsFieldsStandInOrder) {
+  struct Peek : CDatabaseAid {
+    [[nodiscard]] std::vector<const void*> Fields() const {
+      return {this, &sortOrderCount, &sortOrders[0], &sortOrders[3], &handle, &lastError,
+              &oid, &volumeGuid,     &name};
+    }
+  };
+  const Peek database;
+  const std::vector<const void*> fields = database.Fields();
+  EXPECT_TRUE(std::is_sorted(fields.begin(), fields.end(), std::less_equal<const void*>()));
+  // The destructor takes two places of the virtual table.
+  EXPECT_EQ(wkt::test::SlotOf(&CJobDatabase::CreateRecord), 2u);
+  EXPECT_EQ(wkt::test::SlotOf(&CWktTypeDatabase::CreateRecord), 2u);
 }
 
 TEST_F(DatabaseAid, LogsItsDestruction) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "tests/WktDevCommon/DatabaseTest.h"
@@ -172,6 +173,38 @@ TEST_F(JobDatabase, LogsARead) {
                  });
 }
 
+// The day is told as it is read, and once more by the record that it changes.
+TEST_F(JobDatabase, LogsADayThatIsNotTodayTwice) {
+  const uint64_t yesterday = (155287ull * 24) * 3600 * 10'000'000;
+  const CEOID oid = RawDatabase(u"WktDevJobs").Add(RawJob(u"J1").Set(0x40120040, yesterday));
+  log.Take();
+  const std::unique_ptr<CJobLean> found = Find(oid);
+  const Lines lines = log.Take();
+  const auto from = std::find(lines.begin(), lines.end(), ">CJobDatabase::FillJobBase");
+  EXPECT_EQ(Lines(from, lines.end()),
+            (Lines{">CJobDatabase::FillJobBase", "256 Title = 'Title'",
+                   "256 Local day = 3/1/26 00:00", "256 Local day = 3/1/26 00:00",
+                   "<CJobDatabase::FillJobBase", "<CJobDatabase::FindJob"}));
+}
+
+TEST_F(JobDatabase, LogsNothingOfARecordThatIsNotThere) {
+  const CEOID oid = RawDatabase(u"WktDevJobs").Add(RawJob(u"J1"));
+  const Lines whole = {">CJobDatabase::FindJob", "<CJobDatabase::FindJob"};
+  CJobLean* found = nullptr;
+  log.Take();
+  for (const CEOID missing : {CEOID{0}, oid + 1000, database.GetOid()}) {
+    EXPECT_EQ(database.FindJob(missing, &found, TRUE), 0u) << missing;
+    ExpectLog(log, whole);
+  }
+  for (const char* call : {"CeSeekDatabase", "CeReadRecordPropsEx"}) {
+    const FailingCall failure(call, 1, ERROR_KEY_DELETED);
+    EXPECT_EQ(database.FindJob(oid, &found, TRUE), 0u) << call;
+    EXPECT_TRUE(failure.Happened()) << call;
+    ExpectLog(log, whole);
+  }
+  EXPECT_EQ(found, nullptr);
+}
+
 TEST_F(JobDatabase, LogsAnAddition) {
   CJobLean job(FALSE);
   job.SetJobId(u"J1");
@@ -233,7 +266,12 @@ TEST_F(JobDatabase, RefusesToModifyNothing) {
 }
 
 TEST_F(JobDatabase, AddsNothingForANullRecord) {
+  log.Take();
+  RecordedCalls calls;
   EXPECT_EQ(database.AddJob(nullptr, TRUE), 0u);
+  EXPECT_EQ(calls.Take(), (Lines{"WaitForSingleObject(ptr, 10000)", "ReleaseMutex(ptr)"}));
+  ExpectLog(log, {">CJobDatabase::AddJob", "512 Job id = 'NULL'; Title = 'NULL'",
+                  "8 Result (CEOID) = 0", "<CJobDatabase::AddJob"});
   EXPECT_EQ(RawDatabase(u"WktDevJobs").Count(), 0u);
 }
 
@@ -258,7 +296,20 @@ TEST_F(JobDatabase, LogsARefusedModificationAndLeavesTheRecord) {
   log.Take();
   EXPECT_EQ(database.ModifyJob(oid, job.get(), TRUE), FALSE);
   EXPECT_EQ(database.GetLastErrorCode(), 112u);
-  EXPECT_EQ(LinesWith(log.Take(), "Write failed"), Lines{"16 Write failed; Error = 112"});
+  ExpectLog(log, {
+                     ">CJobDatabase::ModifyJob",
+                     "512 Job id = 'J1'; Title = 'Other'",
+                     ">CJobDatabase::AllocPropertyArray",
+                     "<CJobDatabase::AllocPropertyArray",
+                     ">CJobDatabase::FillPropValArray",
+                     "256 Title = Other",
+                     "256 Local day = 3/2/26 00:00",
+                     "<CJobDatabase::FillPropValArray",
+                     "512 Modification time = 3/2/26 09:00:00",
+                     "16 Write failed; Error = 112",
+                     "8 Result (bool) = 0",
+                     "<CJobDatabase::ModifyJob",
+                 });
   EXPECT_EQ(Stored(oid).Text(0x4003001F), u"Title");
   EXPECT_EQ(Text(job->GetTitle()), u"Other");
 }
@@ -275,9 +326,19 @@ TEST_F(JobDatabase, DeletesWithoutALine) {
 
 TEST_F(JobDatabase, TakesTheMutexOnlyWhenAsked) {
   const CEOID oid = RawDatabase(u"WktDevJobs").Add(RawJob(u"J1"));
+  const std::string number = std::to_string(oid);
   RecordedCalls calls;
+  CJobLean* found = nullptr;
+  EXPECT_EQ(database.FindJob(oid, &found, FALSE), oid);
+  const std::unique_ptr<CJobLean> job(found);
+  EXPECT_EQ(database.ModifyJob(oid, found, FALSE), TRUE);
+  EXPECT_NE(database.AddJob(found, FALSE), 0u);
   EXPECT_EQ(database.DeleteJob(oid, FALSE), TRUE);
-  EXPECT_EQ(calls.Take(), Lines{"CeDeleteRecord(ptr, " + std::to_string(oid) + ")"});
+  EXPECT_EQ(calls.Take(),
+            (Lines{"CeSeekDatabase(ptr, 1, " + number + ", ptr)",
+                   "CeReadRecordPropsEx(ptr, 1, ptr, null, ptr, ptr, null)", "LocalFree(ptr)",
+                   "CeWriteRecordProps(ptr, " + number + ", 22, ptr)",
+                   "CeWriteRecordProps(ptr, 0, 22, ptr)", "CeDeleteRecord(ptr, " + number + ")"}));
 }
 
 TEST_F(JobDatabase, DoesNothingWhenClosed) {
@@ -314,17 +375,6 @@ TEST_F(JobDatabase, CreatesRecordsWithAndWithoutIdentifier) {
   const std::unique_ptr<CJobLean> fresh(database.CreateRecord(TRUE));
   EXPECT_EQ(Text(empty->GetJobId()), u"");
   EXPECT_EQ(Text(fresh->GetJobId()).substr(0, 3), u"CE-");
-}
-
-TEST_F(JobDatabase, FailsToFindWhenThePlatformFails) {
-  const CEOID oid = RawDatabase(u"WktDevJobs").Add(RawJob(u"J1"));
-  CJobLean* found = nullptr;
-  for (const char* call : {"CeSeekDatabase", "CeReadRecordPropsEx"}) {
-    const FailingCall failure(call, 1, ERROR_KEY_DELETED);
-    EXPECT_EQ(database.FindJob(oid, &found, TRUE), 0u) << call;
-    EXPECT_TRUE(failure.Happened()) << call;
-  }
-  EXPECT_EQ(found, nullptr);
 }
 
 }  // namespace

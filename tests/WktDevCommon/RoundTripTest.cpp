@@ -8,6 +8,7 @@
 #include "WktDevCommon/JobDatabase.h"
 #include "WktDevCommon/WktTypeDatabase.h"
 #include "tests/support/DeskDevice.h"
+#include "tests/support/RandomItem.h"
 #include "tests/support/RawDatabase.h"
 #include "tests/support/Samples.h"
 
@@ -117,6 +118,22 @@ TEST_F(RoundTrip, BringsBackTimesAtTheirLimits) {
   job->SetLocalDayAsFileTime(TicksToTime(0));
   job->SetModificationTime(TicksToTime(1), FALSE);
   ExpectBack(*job);
+  const wkt::TypePtr type = wkt::test::MakeSampleType(2);
+  type->SetCreationTime(TicksToTime(0));
+  type->SetUnused5(TicksToTime(0));
+  type->SetModificationTime(TicksToTime(1), FALSE);
+  ExpectBack(*type);
+}
+
+TEST_F(RoundTrip, AModificationTimeOfZeroIsNotRestored) {
+  const wkt::TypePtr type = wkt::test::MakeSampleType(2);
+  type->SetModificationTime(TicksToTime(0), FALSE);
+  const CEOID oid = types.AddWktType(type.get(), TRUE);
+  device.StepClockMilliseconds(60'000);
+  CWktTypeLean* found = nullptr;
+  ASSERT_EQ(types.FindWktType(oid, &found, TRUE), oid);
+  const wkt::TypePtr owned(found);
+  EXPECT_EQ(wkt::test::Ticks(found->GetModificationTime()), wkt::test::kStartTicks + 600'000'000u);
 }
 
 TEST_F(RoundTrip, BringsBackNumbersAtTheirLimits) {
@@ -136,46 +153,34 @@ TEST_F(RoundTrip, BringsBackNumbersAtTheirLimits) {
   }
 }
 
-// Items are written into the record's text and read back out of it.
+// Items are written into the record's text, stored with it, and read back out of it.
 RC_GTEST_FIXTURE_PROP(RoundTrip, BringsBackTheItemsOfARecord, ()) {
   const int count = *rc::gen::inRange(0, 6);
-  wkt::ItemList items;
+  wkt::test::OwnedItems items;
   CWktTypeKind5 record(FALSE);
+  for (int i = 0; i < count; ++i)
+    items.push_back(wkt::test::MakeRandomItem());
   record.SetItemList(&items);
-  for (int i = 0; i < count; ++i) {
-    auto* const item = new CWktTypeItem;
-    item->SetId(WideString(*rc::gen::arbitrary<int>()).c_str());
-    item->SetValueA(*rc::gen::arbitrary<DWORD>(), *rc::gen::arbitrary<DWORD>());
-    item->SetValueB(*rc::gen::arbitrary<DWORD>(), *rc::gen::arbitrary<DWORD>());
-    item->SetUnused3(*rc::gen::arbitrary<int>());
-    item->SetFlag(8, *rc::gen::arbitrary<bool>());
-    items.push_back(item);
-  }
   const CEOID oid = types.AddWktType(&record, TRUE);
   RC_ASSERT(oid != 0u);
   CWktTypeLean* found = nullptr;
   RC_ASSERT(types.FindWktType(oid, &found, TRUE) == oid);
   const wkt::TypePtr owned(found);
   auto* const back = static_cast<CWktTypeKind5*>(found);
-  wkt::ItemList read;
-  back->SetItemList(&read);
-  const WideString text = back->GetUnused1();
-  back->SetItemList(nullptr);
-  back->SetUnused1(u"");
+  wkt::test::OwnedItems read;
+  const std::u16string text = back->GetUnused1().c_str();
   back->SetItemList(&read);
   back->SetUnused1(text.c_str());
   RC_ASSERT(read.size() == items.size());
   for (size_t i = 0; i < items.size(); ++i) {
-    RC_ASSERT(read[i]->GetId().Equals(items[i]->GetId()));
-    RC_ASSERT(read[i]->GetValueA() == items[i]->GetValueA());
-    RC_ASSERT(read[i]->GetValueB() == items[i]->GetValueB());
-    RC_ASSERT(read[i]->GetUnused3() == items[i]->GetUnused3());
-    RC_ASSERT(read[i]->IsFlagSet(8) == items[i]->IsFlagSet(8));
+    wkt::test::ExpectEqualTypes(*read[i], *items[i]);
+    RC_ASSERT(read[i]->GetOwner() == back);
   }
+  RC_ASSERT(!HasFailure());
+  // And the same text again.
+  RC_ASSERT(back->GetUnused1().Equals(text.c_str()));
   record.SetItemList(nullptr);
   back->SetItemList(nullptr);
-  wkt::ClearItems(items);
-  wkt::ClearItems(read);
 }
 
 }  // namespace

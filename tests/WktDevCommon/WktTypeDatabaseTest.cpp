@@ -164,12 +164,61 @@ TEST_F(WktTypeDatabase, LogsRefusedWritesWithThePlatformsCode) {
     const FailingCall failure("CeWriteRecordProps", 1, ERROR_DISK_FULL);
     log.Take();
     EXPECT_EQ(database.AddWktType(type.get(), TRUE), 0u);
-    EXPECT_EQ(LinesWith(log.Take(), "Write failed"), Lines{"16 Write failed; Error = 112"});
+    ExpectLog(log, {">CWktTypeDatabase::AddWktType", "512 Wkt type id = 'T1'; Name = 'Name'",
+                    "16 Write failed; Error = 112", "8 Result (CEOID) = 0",
+                    "<CWktTypeDatabase::AddWktType"});
   }
   const FailingCall failure("CeWriteRecordProps", 1, ERROR_INVALID_PARAMETER);
+  type->SetName1(u"Other");
   EXPECT_EQ(database.ModifyWktType(oid, type.get(), TRUE), FALSE);
-  EXPECT_EQ(LinesWith(log.Take(), "Write failed"), Lines{"16 Write failed; Error = 87"});
+  ExpectLog(log, {">CWktTypeDatabase::ModifyWktType", "512 Wkt type id = 'T1'; Name = 'Other'",
+                  ">CWktTypeDatabase::AllocPropertyArray", "<CWktTypeDatabase::AllocPropertyArray",
+                  "512 Modification time = 3/2/26 09:00:00", "16 Write failed; Error = 87",
+                  "8 Result (bool) = 0", "<CWktTypeDatabase::ModifyWktType"});
   EXPECT_EQ(database.GetLastErrorCode(), 87u);
+  EXPECT_EQ(Stored(oid).Text(0x4026001F), u"Name");
+}
+
+TEST_F(WktTypeDatabase, AddsNothingForANullRecord) {
+  log.Take();
+  RecordedCalls calls;
+  EXPECT_EQ(database.AddWktType(nullptr, TRUE), 0u);
+  EXPECT_EQ(calls.Take(), (Lines{"WaitForSingleObject(ptr, 10000)", "ReleaseMutex(ptr)"}));
+  ExpectLog(log, {">CWktTypeDatabase::AddWktType", "512 Wkt type id = 'NULL'; Name = 'NULL'",
+                  "8 Result (CEOID) = 0", "<CWktTypeDatabase::AddWktType"});
+}
+
+TEST_F(WktTypeDatabase, LogsNothingOfARecordThatIsNotThere) {
+  const CEOID oid = RawDatabase(u"WktDevTypes").Add(RawType(u"T1", 2));
+  CWktTypeLean* found = nullptr;
+  log.Take();
+  EXPECT_EQ(database.FindWktType(0, &found, TRUE), 0u);
+  EXPECT_EQ(database.FindWktType(oid + 1000, &found, TRUE), 0u);
+  for (const char* call : {"CeSeekDatabase", "CeReadRecordPropsEx"}) {
+    const FailingCall failure(call, 1, ERROR_KEY_DELETED);
+    EXPECT_EQ(database.FindWktType(oid, &found, TRUE), 0u) << call;
+    EXPECT_TRUE(failure.Happened()) << call;
+  }
+  ExpectLog(log, {});
+  EXPECT_EQ(found, nullptr);
+}
+
+TEST_F(WktTypeDatabase, TakesTheMutexOnlyWhenAsked) {
+  const wkt::TypePtr type = wkt::test::MakeSampleType(1);
+  RecordedCalls calls;
+  const CEOID oid = database.AddWktType(type.get(), FALSE);
+  CWktTypeLean* found = nullptr;
+  EXPECT_EQ(database.FindWktType(oid, &found, FALSE), oid);
+  const wkt::TypePtr owned(found);
+  EXPECT_TRUE(database.ModifyWktType(oid, found, FALSE));
+  EXPECT_TRUE(wkt::DeleteRecord(database, oid, FALSE));
+  const std::string number = std::to_string(oid);
+  EXPECT_EQ(
+      calls.Take(),
+      (Lines{"CeWriteRecordProps(ptr, 0, 15, ptr)", "CeSeekDatabase(ptr, 1, " + number + ", ptr)",
+             "CeReadRecordPropsEx(ptr, 1, ptr, null, ptr, ptr, null)", "LocalFree(ptr)",
+             "CeWriteRecordProps(ptr, " + number + ", 15, ptr)",
+             "CeDeleteRecord(ptr, " + number + ")"}));
 }
 
 TEST_F(WktTypeDatabase, CallsThePlatformAsTheJobDatabaseDoes) {

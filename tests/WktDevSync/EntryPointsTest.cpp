@@ -148,6 +148,23 @@ TEST_F(EntryPointsTest, TheNamedVolumeIsMountedEachTime) {
   EXPECT_EQ(VolumeName(), "");
 }
 
+// Reading the name and mounting leave no trace in the log, whatever comes of it.
+TEST_F(EntryPointsTest, InitObjTypeLogsTheSameWithAndWithoutAVolume) {
+  const LogLines expected = {">InitObjType", "4 Folder type = 'WktTypes'; Partner PC # = 1",
+                             "<InitObjType"};
+  device.SetText(kVolumeKey, u"DBVol", u"\\Volume.cdb");
+  for (const bool exists : {false, true}) {
+    if (exists)
+      MakeVolume();
+    CallRecording recording;
+    provider.Init(u"WktTypes", 1)->Release();
+    const LogLines calls = DescribeCalls(recording.Take());
+    EXPECT_EQ(calls.back(), exists ? "CeMountDBVol(ptr, \"\\Volume.cdb\", 3) = 1"
+                                   : "CeMountDBVol(ptr, \"\\Volume.cdb\", 3) = 0, error 2");
+    ExpectLog(capture, expected);
+  }
+}
+
 TEST_F(EntryPointsTest, AVolumeNameOf520BytesWithoutTerminatorIsCut) {
   const std::u16string name(260, u'v');
   HKEY key = nullptr;
@@ -210,17 +227,22 @@ TEST_F(EntryPointsTest, CleaningUpWithTheObjectStoreAsksToUnmountIt) {
   EXPECT_TRUE(provider.initObjType(nullptr, nullptr, 1));
   const LogLines calls = wkt::control::CallNames(recording.Take());
   EXPECT_EQ(calls, LogLines{"CeUnmountDBVol"});
+  ExpectLog(capture, {">InitObjType", "4 Folder type = 'NULL'; Partner PC # = 1", "<InitObjType"});
 }
 
 TEST_F(EntryPointsTest, WithoutMemoryThereIsNoHandler) {
   const wkt::test::AllocationFailure failure(1);
   EXPECT_EQ(provider.Init(u"WktTypes", 1), nullptr);
   EXPECT_TRUE(failure.Happened());
+  ExpectLog(capture,
+            {">InitObjType", "4 Folder type = 'WktTypes'; Partner PC # = 1", "<InitObjType"});
 }
 
 TEST_F(EntryPointsTest, InitObjTypeWithoutAPlaceForTheHandlerDoesNotCrash) {
   std::u16string folder = u"WktTypes";
   EXPECT_TRUE(provider.initObjType(folder.data(), nullptr, 1));
+  ExpectLog(capture,
+            {">InitObjType", "4 Folder type = 'WktTypes'; Partner PC # = 1", "<InitObjType"});
 }
 
 TEST_F(EntryPointsTest, SyncDataAnswersTheVolumeNameOnly) {
@@ -231,18 +253,22 @@ TEST_F(EntryPointsTest, SyncDataAnswersTheVolumeNameOnly) {
   request.uCode = 1;
   EXPECT_EQ(provider.syncData(&request), 1);
   EXPECT_EQ(request.cbData, 14u);
-  ExpectLog(capture, {">SyncData", "8 Result (HRESULT) = 1", "<SyncData"});
+  const LogLines whole = {">SyncData", "8 Result (HRESULT) = 1", "<SyncData"};
+  ExpectLog(capture, whole);
   for (const UINT code : {0u, 2u, 7u}) {
     request.uCode = code;
     request.cbData = 0xDEADBEEF;
     EXPECT_EQ(provider.syncData(&request), 1);
     EXPECT_EQ(request.cbData, 0xDEADBEEFu);
+    ExpectLog(capture, whole);
   }
   request.uCode = 1;
   request.fSet = TRUE;
   EXPECT_EQ(provider.syncData(&request), 1);
   EXPECT_EQ(request.cbData, 0xDEADBEEFu);
+  ExpectLog(capture, whole);
   EXPECT_EQ(provider.syncData(nullptr), 1);
+  ExpectLog(capture, whole);
 }
 
 TEST_F(EntryPointsTest, SyncDataWithAnEmptyNameWritesOneZero) {

@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "host/control/Calls.h"
+#include "platform/Database.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Provider.h"
+#include "tests/support/RawDatabase.h"
 #include "tests/support/Samples.h"
 #include "tests/support/Text.h"
 
@@ -148,6 +151,66 @@ TEST_F(GetObjTypeInfoTest, CountSizeAndTimeAreTheDatabases) {
   EXPECT_EQ(*(size - 1), "256 Record count = 1");
 }
 
+// What the platform itself says of a database.
+CEDBASEINFOEX InformationOf(CEOID oid) {
+  CEOIDINFOEX info = {};
+  info.wVersion = CEOIDINFOEX_VERSION;
+  CEGUID objectStore = {};
+  EXPECT_TRUE(CeOidGetInfoEx2(&objectStore, oid, &info));
+  return info.infDatabase;
+}
+
+// Empty, after the first record, the second, and without the first again, a minute apart.
+TEST_F(GetObjTypeInfoTest, EachFolderFollowsItsDatabase) {
+  struct Case {
+    const char16_t* folder;
+    const char16_t* database;
+  };
+  for (const Case& c : {Case{u"WktFavorites", u"WktDevFavJobs"},
+                        {u"WktActivities", u"WktDevJobs"},
+                        {u"WktTypes", u"WktDevTypes"}}) {
+    wkt::test::RawDatabase database(c.database);
+    const auto makeRecord = [&c](const char16_t* id) {
+      return c.folder == std::u16string(u"WktTypes") ? wkt::test::RawType(id, 3)
+                                                     : wkt::test::RawJob(id);
+    };
+    std::vector<UINT> sizes;
+    const auto ask = [&](UINT count) {
+      ASSERT_EQ(Ask(c.folder), TRUE);
+      EXPECT_EQ(Narrow(info.szName), Narrow(c.database));
+      EXPECT_EQ(info.cObjects, count);
+      EXPECT_EQ(info.cbAllObj, InformationOf(database.GetOid()).dwSize);
+      const LogLines lines = capture.Take();
+      EXPECT_EQ(
+          std::count(lines.begin(), lines.end(), "256 Record count = " + std::to_string(count)), 3)
+          << "found, described, reported";
+      sizes.push_back(info.cbAllObj);
+    };
+    ask(0);
+    uint64_t changed = wkt::test::kStartTicks + 60 * 10'000'000;
+    device.FreezeClock(changed);
+    const CEOID first = database.Add(makeRecord(u"1"));
+    ask(1);
+    EXPECT_EQ(wkt::test::Ticks(info.ftLastModified), changed);
+    device.FreezeClock(changed += 60 * 10'000'000);
+    const CEOID second = database.Add(makeRecord(u"22"));
+    ask(2);
+    EXPECT_EQ(wkt::test::Ticks(info.ftLastModified), changed);
+    device.FreezeClock(changed += 60 * 10'000'000);
+    EXPECT_TRUE(database.Delete(first));
+    device.StepClockMilliseconds(60'000);
+    ask(1);
+    EXPECT_EQ(wkt::test::Ticks(info.ftLastModified), changed);
+    EXPECT_TRUE(database.Delete(second));
+    ask(0);
+    EXPECT_EQ(sizes[0], 0u);
+    EXPECT_GT(sizes[1], 0u);
+    EXPECT_GT(sizes[2], 2 * sizes[1]) << "the second identifier is longer";
+    EXPECT_EQ(sizes[3], sizes[2] - sizes[1]) << "what the first took is free";
+    EXPECT_EQ(sizes[4], 0u);
+  }
+}
+
 TEST_F(GetObjTypeInfoTest, AStructureOfAnotherSizeIsRefused) {
   for (const UINT byteCount : {383u, 385u, 0u, 0xFFFFFFFFu}) {
     EXPECT_EQ(Ask(u"WktActivities", byteCount), FALSE);
@@ -158,6 +221,7 @@ TEST_F(GetObjTypeInfoTest, AStructureOfAnotherSizeIsRefused) {
     EXPECT_EQ(info.cObjects, 0xA5A5A5A5u);
   }
   EXPECT_EQ(provider.getObjTypeInfo(nullptr), FALSE);
+  ExpectLog(capture, LogLines{">GetObjTypeInfo"} + kRefused);
 }
 
 TEST_F(GetObjTypeInfoTest, AnyOtherFolderNameIsUnsupported) {
