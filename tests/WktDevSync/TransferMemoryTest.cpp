@@ -145,6 +145,78 @@ TEST_P(TransferMemory, ATypeIsReplacedWholeOrNotAtAll) {
       });
 }
 
+TEST_P(TransferMemory, ARecordIsAddedWholeOrNotAtAll) {
+  for (const bool isTypes : {false, true}) {
+    RawDatabase database(isTypes ? u"WktDevTypes" : u"WktDevJobs");
+    auto setup = Named<REPLSETUP>(isTypes ? u"WktTypes" : u"WktActivities");
+    setup.dwFlags = RSF_NEW_OBJECT;
+    std::vector<uint8_t> bytes = isTypes ? TypeBytes() : JobBytes();
+    const auto put = [&] {
+      setup.oidNew = 0;
+      handler->Setup(&setup);
+      return handler->SetPacket(bytes.data(), static_cast<DWORD>(bytes.size()));
+    };
+    ASSERT_EQ(put(), S_OK);
+    const std::string whole = database.Read(setup.oidNew)->Describe();
+    database.Delete(setup.oidNew);
+    int refused = 0;
+    bool happened = true;
+    for (size_t nth = 1; happened; ++nth) {
+      HRESULT result = 0;
+      {
+        const AllocationFailure failure(nth, AllocationFailure::Extent::AllLater);
+        result = put();
+        happened = failure.Happened();
+      }
+      // S_OK whatever the addition returned; the identifier tells.
+      EXPECT_TRUE(result == S_OK || (result == E_UNEXPECTED && setup.oidNew == 0)) << result;
+      EXPECT_EQ(database.Count(), setup.oidNew != 0 ? 1u : 0u);
+      if (setup.oidNew != 0) {
+        EXPECT_EQ(database.Read(setup.oidNew)->Describe(), whole);
+      }
+      refused += setup.oidNew == 0;
+      database.Delete(setup.oidNew);
+      ASSERT_LT(nth, 500u);
+    }
+    EXPECT_GT(refused, 0);
+  }
+}
+
+TEST_P(TransferMemory, APacketIsSentWholeOrNotAtAll) {
+  for (const bool isTypes : {false, true}) {
+    auto setup = Named<REPLSETUP>(isTypes ? u"WktTypes" : u"WktActivities");
+    setup.fRead = TRUE;
+    setup.oid = RawDatabase(isTypes ? u"WktDevTypes" : u"WktDevJobs").Add(isTypes ? Type() : Job());
+    handler->Setup(&setup);
+    BYTE* bytes = nullptr;
+    DWORD byteCount = 0;
+    ASSERT_EQ(handler->GetPacket(&bytes, &byteCount, 0), RWRN_LAST_PACKET);
+    const std::vector<BYTE> whole(bytes, bytes + byteCount);
+    int refused = 0;
+    bool happened = true;
+    for (size_t nth = 1; happened; ++nth) {
+      bytes = nullptr;
+      byteCount = 77;
+      HRESULT result = 0;
+      {
+        const AllocationFailure failure(nth, AllocationFailure::Extent::AllLater);
+        result = handler->GetPacket(&bytes, &byteCount, 0);
+        happened = failure.Happened();
+      }
+      if (result == RWRN_LAST_PACKET) {
+        EXPECT_EQ(std::vector<BYTE>(bytes, bytes + byteCount), whole);
+      } else {
+        EXPECT_EQ(result, RERR_BAD_OBJECT);
+        EXPECT_EQ(bytes, nullptr);
+        EXPECT_EQ(byteCount, 77u);
+        ++refused;
+      }
+      ASSERT_LT(nth, 500u);
+    }
+    EXPECT_GT(refused, 0);
+  }
+}
+
 // Whether it could be saved or not, what went out needs not to go again.
 TEST_P(TransferMemory, AConfirmationIsSavedWholeOrNotAtAll) {
   const Judge judge = [](HRESULT result, Left) { EXPECT_EQ(result, FALSE); };
