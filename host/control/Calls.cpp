@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <map>
 
-#include "host/coredll/Handles.h"
 #include "host/coredll/Text.h"
 
 namespace wkt::control {
@@ -124,18 +123,6 @@ bool ClearFailures() {
   const bool pending = host::AnyFailurePending();
   host::ClearFailures();
   return pending;
-}
-
-CallsUnwatched::CallsUnwatched() {
-  host::PauseCallHooks();
-}
-
-CallsUnwatched::~CallsUnwatched() {
-  host::ResumeCallHooks();
-}
-
-size_t OpenHandles() {
-  return host::CountHandles();
 }
 
 }  // namespace wkt::control

@@ -98,12 +98,6 @@ bool DropClosableHandle(const void* handle) {
   return false;
 }
 
-size_t CountHandles() {
-  HandleTable& table = Table();
-  const std::lock_guard guard(table.lock);
-  return table.slots.size() - table.freeSlots.size();
-}
-
 void DropAllHandles() {
   std::vector<std::shared_ptr<HandleObject>> dropped;
   HandleTable& table = Table();
