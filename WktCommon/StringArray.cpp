@@ -50,6 +50,7 @@ StringArray::StringArray(const StringArray& other) : body(other.body) {
     ++body->RefCount;
 }
 
+// Assigned to itself it has its own body.  NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
 StringArray& StringArray::operator=(const StringArray& other) {
   if (body == other.body)
     return *this;
@@ -83,6 +84,7 @@ void StringArray::DestroySlots(WideString** slots, int32_t slotCount) {
 bool StringArray::MakeSlots(Body& body, int32_t slotCount) {
   const size_t made = static_cast<size_t>(slotCount);
   static_assert(alignof(WideString) == alignof(WideString*));
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): pointers first, then the strings.
   void* const block = wkt::AllocateBlock(made * (sizeof(WideString*) + sizeof(WideString)));
   if (!block)
     return false;
@@ -128,6 +130,7 @@ const WideString& StringArray::At(int32_t index) const {
 
 void StringArray::Add(const WideString& text, uint32_t tag) {
   // The text may be one of this list, which moves when the list grows.
+  // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
   const WideString kept(text);
   const int32_t index = body->Count;
   const bool grows = index == body->Capacity;
