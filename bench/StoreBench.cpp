@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "bench/StoreBenchSides.h"
+#include "bench/SyncCounts.h"
 
 namespace {
 

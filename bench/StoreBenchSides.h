@@ -5,40 +5,13 @@
 #include <sqlite3.h>
 
 #include <cstdint>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "bench/SampleRecord.h"
 #include "platform/Platform.h"
 
 namespace wkt::bench {
-
-// A job of about 1,000 bytes with 22 properties, different for each number.
-class SampleRecord {
- public:
-  explicit SampleRecord(uint32_t number);
-  CEPROPVAL* Values() { return values_.data(); }
-  // Later by a minute: another place in the order.
-  void MoveOn();
-  [[nodiscard]] WORD Count() const { return static_cast<WORD>(values_.size()); }
-
- private:
-  void Text(WORD number, const std::string& text);
-  void Number(WORD number, LONG value);
-  void Time(WORD number, uint64_t ticks);
-  void Switch(WORD number, bool value);
-  std::vector<std::u16string> texts_;
-  std::vector<CEPROPVAL> values_;
-};
-
-// Synchronised writes of the process, by file, counted below SQLite.
-struct SyncCounts {
-  uint64_t log = 0;
-  uint64_t other = 0;
-};
-// To be called before SQLite opens anything.
-void CountSyncs();
-SyncCounts Syncs();
 
 // Platform calls on a fresh device below `folder`.
 class StoreSide {

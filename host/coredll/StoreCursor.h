@@ -59,6 +59,9 @@ class StoreCursor : public HandleObject {
   void RecordDeleted(CEOID oid);
 
  private:
+  // Records read ahead by the first statement after a seek.
+  static constexpr uint32_t kFirstRunLength = 8;
+
   enum class At {
     Begin,   // where opening leaves it: on whichever record is first
     Record,  // on record oid_, whose key is key_

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/coredll/StoreKeyList.h"
 #include "host/coredll/StoreSqlite.h"
 
 namespace wkt::host {
@@ -40,29 +41,10 @@ class StoreRanks {
   void Forget();
 
  private:
-  // Sorted keys, their bytes one behind the other.
-  class KeyList {
-   public:
-    void Append(std::string_view key);
-    void Insert(size_t index, std::string_view key);
-    void Erase(size_t index);
-    [[nodiscard]] size_t Count() const { return ends_.size(); }
-    [[nodiscard]] std::string_view At(size_t index) const;
-    // Number of keys below `key`.
-    [[nodiscard]] size_t Below(std::string_view key) const;
-    // Appends the keys from `index` up to, not including, `end`.
-    void CopyTo(size_t index, size_t end, std::string& keys, std::vector<uint32_t>& ends) const;
-    // Moves the keys from `index` on into a list of their own.
-    std::unique_ptr<KeyList> Split(size_t index);
-
-   private:
-    std::string bytes_;
-    std::vector<uint32_t> ends_;
-  };
   struct Block {
     std::string first;  // not above the block's first key, above the last one of the block before
     uint32_t count = 0;
-    std::unique_ptr<KeyList> keys;  // nullptr: not looked at yet
+    std::unique_ptr<StoreKeyList> keys;  // nullptr: not looked at yet
   };
   struct Group {
     std::string first;
