@@ -269,6 +269,55 @@ void Device::LockFile(LockRegion region, short type) {
   }
 }
 
+namespace {
+
+// A byte for each mark, far behind the page and the regions; 61 bits of the number tell them apart.
+struct flock RangeOf(MarkKind kind, uint64_t number, short type) {
+  constexpr uint32_t kNumberBits = 61;
+  struct flock range = {};
+  range.l_type = type;
+  range.l_whence = SEEK_SET;
+  range.l_start = static_cast<off_t>(uint64_t{static_cast<uint32_t>(kind)} << kNumberBits |
+                                     (number & ((uint64_t{1} << kNumberBits) - 1)));
+  range.l_len = 1;
+  return range;
+}
+
+}  // namespace
+
+void Device::SetMark(MarkKind kind, uint64_t number, short type) {
+  if (readOnly_)
+    return;
+  ReopenAfterFork();
+  const struct flock range = RangeOf(kind, number, type);
+  fcntl(sharedFile_, F_OFD_SETLK, &range);
+}
+
+bool Device::IsMarkedByOthers(MarkKind kind, uint64_t number) {
+  if (sharedFile_ < 0)
+    return false;
+  ReopenAfterFork();
+  struct flock range = RangeOf(kind, number, F_WRLCK);
+  return fcntl(sharedFile_, F_OFD_GETLK, &range) == 0 && range.l_type != F_UNLCK;
+}
+
+DeviceMark::DeviceMark(Device& device, MarkKind kind, uint64_t number)
+    : device_(&device), kind_(kind), number_(number) {
+  device.SetMark(kind, number, F_RDLCK);
+}
+
+DeviceMark& DeviceMark::operator=(DeviceMark&& other) noexcept {
+  std::swap(device_, other.device_);
+  std::swap(kind_, other.kind_);
+  std::swap(number_, other.number_);
+  return *this;
+}
+
+DeviceMark::~DeviceMark() {
+  if (device_ != nullptr)
+    device_->SetMark(kind_, number_, F_UNLCK);
+}
+
 DeviceLock::DeviceLock(Device& device, LockRegion region) : device_(device), region_(region) {
   device_.threadLocks_[static_cast<size_t>(region_)].lock();
   device_.LockFile(region_, F_WRLCK);

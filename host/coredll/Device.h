@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "host/coredll/Settings.h"
 #include "host/coredll/SharedPage.h"
@@ -23,6 +24,12 @@ enum class LockRegion : uint32_t {
   Store = 5,
   Files = 6,
   Count = 7
+};
+
+// What processes tell each other by marks, each about many things, told apart by a number.
+enum class MarkKind : uint32_t {
+  Volume = 1,    // mounted; the file's inode
+  Database = 2,  // open; made of the volume's inode and the database's identifier
 };
 
 class Device {
@@ -65,17 +72,22 @@ class Device {
     return static_cast<CursorModel>(page_->cursorModel.load(std::memory_order_relaxed));
   }
 
+  // Whether another process has set such a mark and lives.
+  [[nodiscard]] bool IsMarkedByOthers(MarkKind kind, uint64_t number);
+
   Device(const Device&) = delete;
   Device& operator=(const Device&) = delete;
   ~Device();
 
  private:
   friend class DeviceLock;
+  friend class DeviceMark;
   Device() = default;
   static std::unique_ptr<Device> Open(const std::string& folder, std::string& error);
   bool MapPage(const Settings& settings, std::string& error);
   void StoreSettings(const Settings& settings) const;
   void LockFile(LockRegion region, short type);
+  void SetMark(MarkKind kind, uint64_t number, short type);
   void ReopenAfterFork();
 
   std::string folder_;
@@ -98,6 +110,27 @@ class DeviceLock {
  private:
   Device& device_;
   LockRegion region_;
+};
+
+// A mark of this process for its lifetime, which ends with the process at the latest. Two of one
+// process for the same thing are one: the first that goes takes it back.
+class DeviceMark {
+ public:
+  DeviceMark() = default;
+  DeviceMark(Device& device, MarkKind kind, uint64_t number);
+  DeviceMark(DeviceMark&& other) noexcept
+      : device_(std::exchange(other.device_, nullptr)),
+        kind_(other.kind_),
+        number_(other.number_) {}
+  DeviceMark& operator=(DeviceMark&& other) noexcept;
+  DeviceMark(const DeviceMark&) = delete;
+  DeviceMark& operator=(const DeviceMark&) = delete;
+  ~DeviceMark();
+
+ private:
+  Device* device_ = nullptr;
+  MarkKind kind_ = MarkKind::Volume;
+  uint64_t number_ = 0;
 };
 
 // The time of the device in use, else of the machine: UTC in 100 ns ticks since 1601.

@@ -50,7 +50,7 @@ LONG CheckMode(const DevicePath& path, DWORD access, DWORD mode) {
     return ERROR_FILE_EXISTS;
   if (!path.exists && (mode == OPEN_EXISTING || mode == TRUNCATE_EXISTING))
     return ERROR_FILE_NOT_FOUND;
-  if (path.exists && IsMountedVolume(path.info))
+  if (path.exists && IsMountedVolume(path))
     return ERROR_SHARING_VIOLATION;
   const bool changes = (access & GENERIC_WRITE) != 0 || mode == CREATE_ALWAYS;
   if (path.exists && changes && (path.info.st_mode & S_IWUSR) == 0)

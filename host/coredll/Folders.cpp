@@ -189,7 +189,7 @@ LONG RemoveFolder(LPCWSTR name) {
 }
 
 bool IsOpenByHandle(const DevicePath& path) {
-  if (IsMountedVolume(path.info))
+  if (IsMountedVolume(path))
     return true;
   const OwnedFile file(
       openat(path.folder.Get(), path.name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));

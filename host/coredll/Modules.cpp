@@ -99,7 +99,7 @@ HMODULE FailLoading(LONG problem) {
 
 // Maps the library; on failure neither kind is set and the result is the error.
 LONG Map(const DevicePath& path, Module& module) {
-  if (IsMountedVolume(path.info))
+  if (IsMountedVolume(path))
     return ERROR_BAD_EXE_FORMAT;
   if (const ForeignLoader* foreign = FindForeignLoader(path.machinePath)) {
     module.foreign = foreign->Load(path.machinePath);

@@ -168,19 +168,22 @@ DWORD StoreCatalogue::CreateInTransaction(CatalogueRow row, CEOID& oid) {
   return database.CreateTables();
 }
 
-DWORD StoreCatalogue::Change(CEOID oid, CatalogueRow row) {
-  return InTransaction([&] { return ChangeInTransaction(oid, std::move(row)); });
+DWORD StoreCatalogue::Change(CEOID oid, const RowChange& change) {
+  return InTransaction([&] { return ChangeInTransaction(oid, change); });
 }
 
-DWORD StoreCatalogue::ChangeInTransaction(CEOID oid, CatalogueRow row) {
+DWORD StoreCatalogue::ChangeInTransaction(CEOID oid, const RowChange& change) {
   const auto database = Find(oid);
   if (database == nullptr)
     return ERROR_FILE_NOT_FOUND;
+  CatalogueRow row = database->Row();
+  if (const DWORD error = change(row); error != ERROR_SUCCESS)
+    return error;
   const auto sameName = Find(row.name);
   if (sameName != nullptr && sameName != database)
     return ERROR_DUP_NAME;
   const bool newOrders = !HaveSameOrders(row, database->Row());
-  if (newOrders && !database->Cursors().empty())
+  if (newOrders && database->IsOpen())
     return ERROR_SHARING_VIOLATION;
   StoreStatement update;
   if (update.Prepare(volume_.Connection(),
@@ -206,7 +209,7 @@ DWORD StoreCatalogue::DeleteInTransaction(CEOID oid) {
   const auto database = Find(oid);
   if (database == nullptr)
     return ERROR_FILE_NOT_FOUND;
-  if (!database->Cursors().empty())
+  if (database->IsOpen())
     return ERROR_SHARING_VIOLATION;
   // Statements on the tables would keep them locked.
   if (const DWORD error = database->DropTables(); error != ERROR_SUCCESS)

@@ -1,6 +1,7 @@
 // The databases of a volume, in memory as long as nobody else commits.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string_view>
@@ -27,13 +28,15 @@ class StoreCatalogue {
   // One transaction each. `row` holds name, type, flags, sort orders and, when not 0, the last
   // change.
   DWORD Create(CatalogueRow row, CEOID& oid);
-  // Changes name, type, flags, sort orders and last change to those of `row`.
-  DWORD Change(CEOID oid, CatalogueRow row);
+  // Name, type, flags, sort orders and last change become what `change` makes of the row as it is
+  // then; its error leaves all as it was.
+  using RowChange = std::function<DWORD(CatalogueRow& row)>;
+  DWORD Change(CEOID oid, const RowChange& change);
   DWORD Delete(CEOID oid);
 
  private:
   DWORD CreateInTransaction(CatalogueRow row, CEOID& oid);
-  DWORD ChangeInTransaction(CEOID oid, CatalogueRow row);
+  DWORD ChangeInTransaction(CEOID oid, const RowChange& change);
   DWORD DeleteInTransaction(CEOID oid);
   DWORD ReadRows();
   void TakeRows(std::vector<std::pair<CEOID, CatalogueRow>> rows);

@@ -1,10 +1,11 @@
 #include "host/coredll/StoreCursor.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <utility>
 
+#include "host/coredll/LocalMemory.h"
 #include "host/coredll/StoreCatalogue.h"
+#include "host/coredll/StoreMounts.h"
 #include "host/coredll/StoreVolume.h"
 #include "platform/Errors.h"
 
@@ -13,9 +14,17 @@ namespace wkt::host {
 namespace {
 
 // Records read ahead by later statements than the first one after a seek.
-constexpr uint32_t kLongRunLength = 128;
+constexpr uint32_t kLongRunLength = 64;
 // Bytes of a run.
 constexpr size_t kMaxRunBytes = 512 * 1024;
+// The cursor of the last call, most likely that of the next one: found without the table of handles
+// and its lock. Under StoreLock.
+struct LastUsed {
+  HANDLE handle;
+  StoreCursor* cursor;
+};
+LastUsed lastUsed{};
+
 // Records between two wanted ones are stepped over rather than left out by another statement.
 constexpr CEOID kMaxOidGap = 8;
 
@@ -28,19 +37,35 @@ StoreCursor::StoreCursor(std::shared_ptr<StoreVolume> volume,
       order_(order),
       increments_(increments),
       nextRunLength_(kFirstRunLength) {
-  database_->Cursors().push_back(this);
+  database_->AddCursor(*this);
 }
 
 StoreCursor::~StoreCursor() {
+  // Handles are closed outside of it.
+  const StoreLock lock;
+  if (lastUsed.cursor == this)
+    lastUsed = {};
   ClearRun();
-  std::erase(database_->Cursors(), this);
+  database_->RemoveCursor(*this);
+  database_.reset();
+  volume_.reset();
+}
+
+std::shared_ptr<StoreCursor> StoreCursor::OfHandle(HANDLE handle) {
+  // Without an owner: it cannot be destroyed while the caller holds the lock.
+  if (handle == lastUsed.handle && lastUsed.cursor != nullptr) [[likely]]
+    return {std::shared_ptr<StoreCursor>(), lastUsed.cursor};
+  auto found = FindHandle<StoreCursor>(handle);
+  if (found != nullptr)
+    lastUsed = {handle, found.get()};
+  return found;
 }
 
 void StoreCursor::ClearRun() {
   if (hasSlot_)
     key_.assign(KeyOf(entries_[slot_]));
   for (const Entry& entry : entries_)
-    free(entry.block.bytes);
+    ReturnLocalMemory(entry.block.bytes);
   bytes_.clear();
   entries_.clear();
   hasSlot_ = false;
@@ -71,24 +96,41 @@ DWORD StoreCursor::CheckGeneration() {
 
 DWORD StoreCursor::ReadOne(CEOID oid) {
   ClearRun();
-  if (const DWORD error = database_->ReadImage(oid, bytes_); error != ERROR_SUCCESS)
-    return error;
-  const auto image = RecordImage::Parse(bytes_);
-  if (!image)
-    return ERROR_READ_FAULT;
-  bool isComplete = false;
-  if (const DWORD error = MakeSortKey(database_->Orders()[order_], *image, key_, isComplete);
-      error != ERROR_SUCCESS)
+  Entry entry{oid, 0, 0, 0, 0, {}};
+  const DWORD error = database_->UseImage(oid, [&](std::string_view bytes) {
+    const auto image = RecordImage::Parse(bytes);
+    if (!image)
+      return DWORD{ERROR_READ_FAULT};
+    bool isComplete = false;
+    if (const DWORD problem = MakeSortKey(database_->Orders()[order_], *image, key_, isComplete);
+        problem != ERROR_SUCCESS)
+      return problem;
+    TakeImage(bytes, entry);
+    return DWORD{ERROR_SUCCESS};
+  });
+  if (error != ERROR_SUCCESS)
     return error;
   AppendOid(key_, oid);
-  const auto length = static_cast<uint32_t>(bytes_.size());
-  entries_.push_back({oid, length, static_cast<uint32_t>(key_.size()), 0, length, {}});
+  entry.keyStart = static_cast<uint32_t>(bytes_.size());
+  entry.keyLength = static_cast<uint32_t>(key_.size());
   bytes_.append(key_);
+  entries_.push_back(entry);
   at_ = At::Record;
   oid_ = oid;
   slot_ = 0;
   hasSlot_ = true;
   return ERROR_SUCCESS;
+}
+
+// As the block that is asked for next, or as it is.
+void StoreCursor::TakeImage(std::string_view image, Entry& entry) {
+  if (makesBlocks_)
+    entry.block = MakeBlock(image);
+  if (entry.block.bytes != nullptr)
+    return;
+  entry.imageStart = static_cast<uint32_t>(bytes_.size());
+  entry.imageLength = static_cast<uint32_t>(image.size());
+  bytes_.append(image);
 }
 
 // Records of the usual size that fit a run.
@@ -108,22 +150,25 @@ DWORD StoreCursor::ReadRun(std::string_view above) {
       error != ERROR_SUCCESS)
     return error;
   byOid_.clear();
-  for (uint32_t slot = 0; slot < keyEnds.size(); ++slot)
-    byOid_.push_back({OidOfKey(std::string_view(keys).substr(0, keyEnds[slot])), slot});
-  entries_.resize(keyEnds.size());
-  bytes_.swap(keys);
-  for (uint32_t slot = 0; slot < keyEnds.size(); ++slot) {
-    const uint32_t start = slot == 0 ? 0 : keyEnds[slot - 1];
-    entries_[slot] = {byOid_[slot].oid, start, keyEnds[slot] - start, 0, 0, {}};
+  entries_.clear();
+  for (uint32_t slot = 0, start = 0; slot < keyEnds.size(); start = keyEnds[slot++]) {
+    const uint32_t length = keyEnds[slot] - start;
+    const CEOID oid = OidOfKey({keys.data() + start, length});
+    byOid_.push_back({oid, slot});
+    entries_.push_back({oid, start, length, 0, 0, {}});
   }
+  bytes_.swap(keys);
   return ReadImages();
 }
 
 // The images of all entries. Records that were made one after the other lie side by side and come
 // by one statement, whatever their place in the order.
 DWORD StoreCursor::ReadImages() {
-  std::sort(byOid_.begin(), byOid_.end(),
-            [](const Wanted& left, const Wanted& right) { return left.oid < right.oid; });
+  const auto isBefore = [](const Wanted& left, const Wanted& right) {
+    return left.oid < right.oid;
+  };
+  if (!std::is_sorted(byOid_.begin(), byOid_.end(), isBefore))
+    std::sort(byOid_.begin(), byOid_.end(), isBefore);
   StoreStatement& statement = database_->Statement(StoreQuery::ReadRange);
   if (!statement.IsPrepared())
     return volume_->LastFailure();
@@ -142,15 +187,7 @@ DWORD StoreCursor::ReadImages() {
         kept = std::min<size_t>(kept, byOid_[first++].slot);
       if (first == next || byOid_[first].oid != oid)
         continue;
-      Entry& entry = entries_[byOid_[first++].slot];
-      const std::string_view image = run.BytesAt(1);
-      if (makesBlocks_)
-        entry.block = MakeBlock(image);
-      if (entry.block.bytes != nullptr)
-        continue;
-      entry.imageStart = static_cast<uint32_t>(bytes_.size());
-      entry.imageLength = static_cast<uint32_t>(image.size());
-      bytes_.append(image);
+      TakeImage(run.BytesAt(1), entries_[byOid_[first++].slot]);
     }
     if (code != SQLITE_ROW && code != SQLITE_DONE)
       return volume_->LastFailure();
@@ -161,7 +198,7 @@ DWORD StoreCursor::ReadImages() {
   if (kept == 0 && !entries_.empty())
     return ERROR_READ_FAULT;
   for (size_t slot = kept; slot < entries_.size(); ++slot)
-    free(entries_[slot].block.bytes);
+    ReturnLocalMemory(entries_[slot].block.bytes);
   entries_.resize(kept);
   return ERROR_SUCCESS;
 }
@@ -216,7 +253,14 @@ DWORD StoreCursor::Settle() {
 }
 
 bool StoreCursor::TakeBlock(CEOID& oid, RecordBlock& block) {
-  if (Settle() != ERROR_SUCCESS || entries_[slot_].block.bytes == nullptr)
+  if (Settle() != ERROR_SUCCESS)
+    return false;
+  // Given away already: the record is read once more.
+  if (entries_[slot_].block.bytes == nullptr && entries_[slot_].imageLength == 0)
+    ClearRun();
+  if (!hasSlot_ && volume_->ReadWhole([this] { return Resolve(); }) != ERROR_SUCCESS)
+    return false;
+  if (entries_[slot_].block.bytes == nullptr)
     return false;
   oid = oid_;
   block = std::exchange(entries_[slot_].block, {});
@@ -286,7 +330,7 @@ void StoreCursor::RecordChanged(CEOID oid, std::string_view image) {
     ClearRun();
     return;
   }
-  free(std::exchange(found->block, {}).bytes);
+  ReturnLocalMemory(std::exchange(found->block, {}).bytes);
   found->imageStart = static_cast<uint32_t>(bytes_.size());
   found->imageLength = static_cast<uint32_t>(image.size());
   bytes_.append(image);
@@ -304,7 +348,7 @@ void StoreCursor::RecordDeleted(CEOID oid) {
     return;
   if (hasSlot_ && static_cast<size_t>(found - entries_.begin()) < slot_)
     --slot_;
-  free(found->block.bytes);
+  ReturnLocalMemory(found->block.bytes);
   entries_.erase(found);
 }
 

@@ -25,6 +25,9 @@ class StoreCursor : public HandleObject {
               size_t order, bool increments);
   ~StoreCursor() override;
 
+  // Of an open handle, nullptr for others. To be called, and the result let go, under StoreLock.
+  static std::shared_ptr<StoreCursor> OfHandle(HANDLE handle);
+
   [[nodiscard]] StoreDatabase& Database() const { return *database_; }
   [[nodiscard]] size_t Order() const { return order_; }
   [[nodiscard]] bool Increments() const { return increments_; }
@@ -98,13 +101,17 @@ class StoreCursor : public HandleObject {
   DWORD Resolve();
   DWORD ResolveRecord();
   DWORD ReadOne(CEOID oid);
+  void TakeImage(std::string_view image, Entry& entry);
   DWORD ReadRun(std::string_view above);
   DWORD ReadImages();
   [[nodiscard]] uint32_t LongestRun() const;
   void Enter(size_t slot);
   void ClearRun();
   void GoToEnd();
-  DWORD SeekPlace(int64_t wanted, CEOID& found, uint32_t* place);
+  template <typename FindPlace>
+  DWORD SeekPlace(const FindPlace& findPlace, CEOID& found, uint32_t* place);
+  DWORD FindNextEqual(std::string_view prefix, std::string& found);
+  DWORD Arrive(DWORD error, std::string_view key, uint32_t rank, CEOID& found, uint32_t* place);
 
   std::shared_ptr<StoreVolume> volume_;
   std::shared_ptr<StoreDatabase> database_;

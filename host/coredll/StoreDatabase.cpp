@@ -46,6 +46,17 @@ std::string WithOid(const char* format, CEOID oid) {
   return text;
 }
 
+// To what is above all keys that begin with it: the last byte that can be raised is. False when
+// none can.
+bool RaiseLastByte(std::string& key) {
+  while (!key.empty() && key.back() == static_cast<char>(0xFF))
+    key.pop_back();
+  if (key.empty())
+    return false;
+  key.back() = static_cast<char>(key.back() + 1);
+  return true;
+}
+
 }  // namespace
 
 StoreDatabase::StoreDatabase(StoreVolume& volume, CEOID oid) : volume_(volume), oid_(oid) {}
@@ -65,6 +76,22 @@ void StoreDatabase::TakeRow(CatalogueRow row) {
     ranks_.push_back(std::make_unique<StoreRanks>(*this, order));
 }
 
+void StoreDatabase::AddCursor(StoreCursor& cursor) {
+  if (cursors_.empty())
+    openMark_ = volume_.MarkOpen(oid_);
+  cursors_.push_back(&cursor);
+}
+
+void StoreDatabase::RemoveCursor(StoreCursor& cursor) {
+  std::erase(cursors_, &cursor);
+  if (cursors_.empty())
+    openMark_ = {};
+}
+
+bool StoreDatabase::IsOpen() const {
+  return !cursors_.empty() || volume_.IsOpenElsewhere(oid_);
+}
+
 StoreStatement& StoreDatabase::Statement(StoreQuery query) {
   StoreStatement& statement = statements_[static_cast<size_t>(query)];
   if (!statement.IsPrepared()) [[unlikely]]
@@ -72,18 +99,15 @@ StoreStatement& StoreDatabase::Statement(StoreQuery query) {
   return statement;
 }
 
+DWORD StoreDatabase::LastFailure() const {
+  return volume_.LastFailure();
+}
+
 DWORD StoreDatabase::ReadImage(CEOID oid, std::string& bytes) {
-  StoreStatement& statement = Statement(StoreQuery::ReadImage);
-  if (!statement.IsPrepared())
-    return volume_.LastFailure();
-  StoreRun run(statement);
-  const int code = run.Number(oid).Step();
-  if (code == SQLITE_DONE)
-    return ERROR_FILE_NOT_FOUND;
-  if (code != SQLITE_ROW)
-    return volume_.LastFailure();
-  bytes.assign(run.BytesAt(0));
-  return ERROR_SUCCESS;
+  return UseImage(oid, [&bytes](std::string_view image) {
+    bytes.assign(image);
+    return DWORD{ERROR_SUCCESS};
+  });
 }
 
 DWORD StoreDatabase::NextKey(size_t order, std::string_view key, std::string& next) {
@@ -100,31 +124,66 @@ DWORD StoreDatabase::NextKey(size_t order, std::string_view key, std::string& ne
   return ERROR_SUCCESS;
 }
 
+DWORD StoreDatabase::PriorKey(size_t order, std::string_view key, std::string& prior) {
+  StoreStatement& statement = Statement(StoreQuery::PriorKey);
+  if (!statement.IsPrepared())
+    return volume_.LastFailure();
+  StoreRun run(statement);
+  const int code = run.Number(static_cast<int64_t>(order)).Bytes(key).Step();
+  if (code == SQLITE_DONE)
+    return ERROR_NO_MORE_ITEMS;
+  if (code != SQLITE_ROW)
+    return volume_.LastFailure();
+  prior.assign(run.BytesAt(0));
+  return ERROR_SUCCESS;
+}
+
 DWORD StoreDatabase::FindKey(size_t order, DWORD seekType, std::string_view prefix,
-                             std::string_view current, std::string& found) {
-  if (seekType == CEDB_SEEK_VALUESMALLER) {
-    StoreStatement& statement = Statement(StoreQuery::PriorKey);
-    if (!statement.IsPrepared())
-      return volume_.LastFailure();
-    StoreRun run(statement);
-    if (run.Number(static_cast<int64_t>(order)).Bytes(prefix).Step() != SQLITE_ROW)
-      return ERROR_NO_MORE_ITEMS;
-    found.assign(run.BytesAt(0));
-    return ERROR_SUCCESS;
-  }
-  if (seekType == CEDB_SEEK_VALUEGREATER) {
-    // Above all keys that begin with the prefix: the last byte that can be raised is.
-    std::string above(prefix);
-    while (!above.empty() && above.back() == static_cast<char>(0xFF))
-      above.pop_back();
-    if (above.empty())
-      return ERROR_NO_MORE_ITEMS;
-    above.back() = static_cast<char>(above.back() + 1);
-    return NextKey(order, above, found);
-  }
-  const DWORD error =
-      NextKey(order, seekType == CEDB_SEEK_VALUENEXTEQUAL ? current : prefix, found);
+                             size_t valueCount, std::string& found) {
+  if (seekType == CEDB_SEEK_VALUESMALLER)
+    return FindNeighbour(order, prefix, true, valueCount, found);
+  if (seekType == CEDB_SEEK_VALUEGREATER)
+    return FindNeighbour(order, prefix, false, valueCount, found);
+  const DWORD error = NextKey(order, prefix, found);
   return error == ERROR_SUCCESS && !found.starts_with(prefix) ? DWORD{ERROR_NO_MORE_ITEMS} : error;
+}
+
+// The nearest key below `from`, or above all that begin with it, of a record that has the order's
+// first properties.
+DWORD StoreDatabase::FindNeighbour(size_t order, std::string_view from, bool isBackward,
+                                   size_t valueCount, std::string& found) {
+  for (std::string edge(from);;) {
+    // Keys are longer than what they begin with, so none is equal to the edge itself.
+    if (!isBackward && !RaiseLastByte(edge))
+      return ERROR_NO_MORE_ITEMS;
+    DWORD error = isBackward ? PriorKey(order, edge, found) : NextKey(order, edge, found);
+    if (error == ERROR_SUCCESS)
+      error = LackingPrefix(order, found, valueCount, edge);
+    if (error != ERROR_SUCCESS || edge.empty())
+      return error;
+  }
+}
+
+// The beginning that a key shares with all that lack the same of the order's first properties;
+// empty when its record has them all.
+DWORD StoreDatabase::LackingPrefix(size_t order, std::string_view key, size_t valueCount,
+                                   std::string& prefix) {
+  prefix.clear();
+  std::string bytes;
+  if (const DWORD error = ReadImage(OidOfKey(key), bytes); error != ERROR_SUCCESS)
+    return error;
+  const auto image = RecordImage::Parse(bytes);
+  if (!image)
+    return ERROR_READ_FAULT;
+  SORTORDERSPECEX part = orders_[order];
+  for (size_t index = 0; index < valueCount; ++index) {
+    if (image->Find(part.rgPropID[index]) < image->Count())
+      continue;
+    bool isComplete = false;
+    part.wNumProps = static_cast<WORD>(index + 1);
+    return MakeSortKey(part, *image, prefix, isComplete);
+  }
+  return ERROR_SUCCESS;
 }
 
 DWORD StoreDatabase::Execute(const char* format) {

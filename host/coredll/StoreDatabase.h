@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/coredll/Device.h"
 #include "host/coredll/StoreImage.h"
 #include "host/coredll/StoreRanks.h"
 #include "host/coredll/StoreSort.h"
@@ -74,12 +75,25 @@ class StoreDatabase {
 
   // ERROR_FILE_NOT_FOUND when there is no such record.
   DWORD ReadImage(CEOID oid, std::string& bytes);
+  // The same, shown to `use` where SQLite keeps it; its error is the result.
+  template <typename Use>
+  DWORD UseImage(CEOID oid, const Use& use) {
+    StoreStatement& statement = Statement(StoreQuery::ReadImage);
+    if (!statement.IsPrepared())
+      return LastFailure();
+    StoreRun run(statement);
+    const int code = run.Number(oid).Step();
+    if (code == SQLITE_ROW)
+      return use(run.BytesAt(0));
+    return code == SQLITE_DONE ? DWORD{ERROR_FILE_NOT_FOUND} : LastFailure();
+  }
   // The key after `key`; ERROR_NO_MORE_ITEMS at the end.
   DWORD NextKey(size_t order, std::string_view key, std::string& next);
 
-  // What a value seek with the key `prefix` finds; CEDB_SEEK_VALUENEXTEQUAL looks after `current`.
+  // What a value seek (smaller, first equal, greater) with the key `prefix` of the order's first
+  // `valueCount` properties finds. Records that lack one of them have no value to be compared.
   // ERROR_NO_MORE_ITEMS when there is nothing.
-  DWORD FindKey(size_t order, DWORD seekType, std::string_view prefix, std::string_view current,
+  DWORD FindKey(size_t order, DWORD seekType, std::string_view prefix, size_t valueCount,
                 std::string& found);
 
   // One transaction each. `oid` 0 makes a record and receives its identifier.
@@ -90,7 +104,10 @@ class StoreDatabase {
   DWORD FillOrders();
   DWORD DropTables();
 
-  [[nodiscard]] std::vector<StoreCursor*>& Cursors() { return cursors_; }
+  void AddCursor(StoreCursor& cursor);
+  void RemoveCursor(StoreCursor& cursor);
+  // In this process or another one.
+  [[nodiscard]] bool IsOpen() const;
 
  private:
   // What a write does to the keys of the orders.
@@ -107,7 +124,12 @@ class StoreDatabase {
   DWORD StoreImageOf(StoreQuery query, CEOID oid);
   DWORD StoreRow(const CatalogueRow& row);
   DWORD HoldCursors();
+  DWORD PriorKey(size_t order, std::string_view key, std::string& prior);
+  DWORD FindNeighbour(size_t order, std::string_view from, bool isBackward, size_t valueCount,
+                      std::string& found);
+  DWORD LackingPrefix(size_t order, std::string_view key, size_t valueCount, std::string& prefix);
   DWORD Execute(const char* format);
+  [[nodiscard]] DWORD LastFailure() const;
 
   StoreVolume& volume_;
   CEOID oid_;
@@ -117,6 +139,7 @@ class StoreDatabase {
   std::vector<std::unique_ptr<StoreRanks>> ranks_;
   std::array<StoreStatement, static_cast<size_t>(StoreQuery::Count)> statements_;
   std::vector<StoreCursor*> cursors_;
+  DeviceMark openMark_;  // while there are cursors
   // Work space of writes.
   std::vector<KeyChange> keys_;
   std::string oldImage_;

@@ -166,15 +166,9 @@ BOOL SetInfo(const CEGUID* guid, CEOID oid, const CEDBASEINFOEX* info) {
   if (info == nullptr)
     return Succeeded(ERROR_INVALID_PARAMETER);
   std::shared_ptr<StoreVolume> volume;
-  if (!Succeeded(FindCatalogue(guid, volume)))
-    return FALSE;
-  const auto database = volume->Catalogue().Find(oid);
-  if (database == nullptr)
-    return Succeeded(ERROR_FILE_NOT_FOUND);
-  CatalogueRow row = database->Row();
-  if (!Succeeded(TakeInfo(*info, row)))
-    return FALSE;
-  return Succeeded(volume->Catalogue().Change(oid, std::move(row)));
+  return Succeeded(StoreMounts::Get().Find(guid, volume)) &&
+         Succeeded(volume->Catalogue().Change(
+             oid, [info](CatalogueRow& row) { return TakeInfo(*info, row); }));
 }
 
 BOOL DeleteDatabase(const CEGUID* guid, CEOID oid) {

@@ -1,13 +1,16 @@
 #include "host/coredll/StoreMounts.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
 #include "host/coredll/Device.h"
 #include "host/coredll/HostErrors.h"
 #include "host/coredll/Paths.h"
+#include "host/coredll/ShareLocks.h"
 #include "host/coredll/StoreCatalogue.h"
 #include "platform/Files.h"
 
@@ -37,6 +40,19 @@ bool IsSameFile(const std::string& left, const std::string& right) {
 
 bool IsSameGuid(const CEGUID& left, const CEGUID& right) {
   return std::memcmp(&left, &right, sizeof left) == 0;
+}
+
+// What keeps a file that this process has not mounted from being mounted.
+DWORD CheckUsers(const std::string& path, bool empties) {
+  // Closed before SQLite opens the file.
+  const OwnedFile file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  struct stat status {};
+  if (!file.IsOpen() || fstat(file.Get(), &status) != 0)
+    return ERROR_SUCCESS;  // missing, or told better by SQLite
+  Device* device = Device::Current();
+  if (empties && device != nullptr && device->IsMarkedByOthers(MarkKind::Volume, status.st_ino))
+    return ERROR_ACCESS_DENIED;
+  return IsInUse(file.Get()) ? ERROR_SHARING_VIOLATION : ERROR_SUCCESS;
 }
 
 DWORD DeleteAllDatabases(StoreVolume& volume) {
@@ -179,12 +195,17 @@ DWORD StoreMounts::Mount(const std::u16string& path, DWORD mode, CEGUID& guid) {
     }
   }
   guid = volume->Guid();
+  std::erase_if(opened_, [](const auto& each) { return each.expired(); });
+  opened_.push_back(volume);
   mounted_.push_back({std::move(volume), path, 1});
   return ERROR_SUCCESS;
 }
 
 DWORD StoreMounts::OpenVolume(const std::string& path, DWORD mode,
                               std::shared_ptr<StoreVolume>& volume) {
+  const bool empties = mode == CREATE_ALWAYS || mode == TRUNCATE_EXISTING;
+  if (const DWORD error = CheckUsers(path, empties); error != ERROR_SUCCESS)
+    return error;
   StoreVolume::Request request;
   request.path = path;
   request.mode = mode == CREATE_NEW                                   ? VolumeMode::CreateNew
@@ -193,7 +214,7 @@ DWORD StoreMounts::OpenVolume(const std::string& path, DWORD mode,
   request.takeRange = [](CEOID& first, CEOID& last) { return Get().TakeRange(first, last); };
   DWORD error = ERROR_SUCCESS;
   volume = StoreVolume::Open(request, error);
-  if (error == ERROR_SUCCESS && (mode == CREATE_ALWAYS || mode == TRUNCATE_EXISTING))
+  if (error == ERROR_SUCCESS && empties)
     error = DeleteAllDatabases(*volume);
   return error;
 }
@@ -214,10 +235,20 @@ DWORD StoreMounts::TakeRange(CEOID& first, CEOID& last) {
     run.Step();
   }
   if (range == 0) {
-    // This device made volumes for all ranges: they begin anew, and Mount looks for collisions.
+    // This device made volumes for all ranges: they begin anew, with one that is not mounted now.
     objectStore_->Rollback();
-    range = kFirstRange +
-            static_cast<uint32_t>(NowTicks() / 10'000'000 % (kLastRange - kFirstRange + 1));
+    constexpr uint32_t kRanges = kLastRange - kFirstRange + 1;
+    const auto second = static_cast<uint32_t>(NowTicks() / 10'000'000 % kRanges);
+    const auto isMounted = [this](uint32_t wanted) {
+      return std::any_of(mounted_.begin(), mounted_.end(), [wanted](const Mounted& entry) {
+        return entry.volume->LastOid() >> kRangeShift == wanted;
+      });
+    };
+    for (uint32_t step = 0; step < kRanges; ++step) {
+      range = kFirstRange + (second + step) % kRanges;
+      if (!isMounted(range))
+        break;
+    }
   } else if (const DWORD error = objectStore_->Commit(); error != ERROR_SUCCESS) {
     return error;
   }
@@ -252,17 +283,24 @@ DWORD StoreMounts::Next(CEGUID& guid, std::u16string& path) {
   return ERROR_SUCCESS;
 }
 
-bool StoreMounts::HasMounted(const struct stat& file) const {
-  for (const Mounted& entry : mounted_) {
-    struct stat mounted {};
-    if (stat(entry.volume->Path().c_str(), &mounted) == 0 && mounted.st_dev == file.st_dev &&
-        mounted.st_ino == file.st_ino)
-      return true;
-  }
-  return false;
+bool StoreMounts::HasMounted(const struct stat& file) {
+  return std::any_of(opened_.begin(), opened_.end(), [&file](const auto& each) {
+    const auto volume = each.lock();
+    return volume != nullptr && volume->IsFile(file);
+  });
 }
 
-bool IsMountedVolume(const struct stat& file) {
+bool IsMountedVolume(const DevicePath& path) {
+  struct stat file = path.info;
+  for (const std::string_view end : {"-wal", "-shm"}) {
+    if (path.name.ends_with(end)) {
+      const std::string volume = path.name.substr(0, path.name.size() - end.size());
+      if (fstatat(path.folder.Get(), volume.c_str(), &file, AT_SYMLINK_NOFOLLOW) != 0)
+        return false;
+    }
+  }
+  if (path.device != nullptr && path.device->IsMarkedByOthers(MarkKind::Volume, file.st_ino))
+    return true;
   const StoreLock lock;
   return StoreMounts::Get().HasMounted(file);
 }

@@ -12,6 +12,7 @@
 namespace wkt::host {
 
 class Device;
+struct DevicePath;
 
 // Held by every call on databases for its whole length. Mounts, volumes, databases and cursors
 // belong to it.
@@ -37,8 +38,8 @@ class StoreMounts {
   DWORD Unmount(const CEGUID& guid);
   // The file mounted after the one with `guid` (invalid GUID: the first one).
   DWORD Next(CEGUID& guid, std::u16string& path);
-  // Whether this process has the file mounted.
-  bool HasMounted(const struct stat& file) const;
+  // Whether this process has the file mounted, or unmounted it while databases of it were open.
+  bool HasMounted(const struct stat& file);
 
  private:
   struct Mounted {
@@ -57,10 +58,13 @@ class StoreMounts {
   uint32_t deviceSerial_ = 0;
   std::shared_ptr<StoreVolume> objectStore_;
   std::vector<Mounted> mounted_;
+  std::vector<std::weak_ptr<StoreVolume>> opened_;  // those of mounted_, and what is left of others
 };
 
-// Whether the file is a volume that this process has mounted. Such a file is never opened another
-// way: closing any descriptor of it would drop the locks that SQLite holds for the whole process.
-bool IsMountedVolume(const struct stat& file);
+// Whether the path is that of a volume that some process of the device has mounted, or of one of
+// the files that SQLite keeps beside it. Such a file is never
+// opened another way, deleted or moved: in a process that has it mounted, closing any descriptor of
+// it would drop the locks that SQLite holds for the whole process.
+bool IsMountedVolume(const DevicePath& path);
 
 }  // namespace wkt::host

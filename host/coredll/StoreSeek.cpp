@@ -26,71 +26,89 @@ DWORD StoreCursor::SeekOid(CEOID wanted, uint32_t* place) {
 }
 
 DWORD StoreCursor::SeekFromBeginning(uint32_t distance, CEOID& found, uint32_t* place) {
+  if (distance != 0) {
+    return SeekPlace(
+        [&](int64_t& wanted) {
+          wanted = distance;
+          return DWORD{ERROR_SUCCESS};
+        },
+        found, place);
+  }
   nextRunLength_ = kFirstRunLength;
-  if (distance != 0)
-    return SeekPlace(distance, found, place);
   // The usual one, before reading all records in their order.
   at_ = At::Begin;
   ClearRun();
-  std::string_view image;
-  const DWORD error = Current(found, image);
+  const DWORD error = Settle();
   if (error != ERROR_SUCCESS) {
     GoToEnd();
     return error == ERROR_NO_MORE_ITEMS ? DWORD{ERROR_SEEK} : error;
   }
+  found = oid_;
   if (place != nullptr)
     *place = 0;
   return ERROR_SUCCESS;
 }
 
 DWORD StoreCursor::SeekFromEnd(uint32_t distance, CEOID& found, uint32_t* place) {
-  nextRunLength_ = kFirstRunLength;
-  const DWORD error = volume_->ReadWhole([this] { return CheckGeneration(); });
-  if (error != ERROR_SUCCESS)
-    return error;
-  return SeekPlace(int64_t{database_->Row().recordCount} - 1 - distance, found, place);
+  return SeekPlace(
+      [&](int64_t& wanted) {
+        wanted = int64_t{database_->Row().recordCount} - 1 - distance;
+        return DWORD{ERROR_SUCCESS};
+      },
+      found, place);
 }
 
 DWORD StoreCursor::SeekFromCurrent(int32_t distance, CEOID& found, uint32_t* place) {
-  nextRunLength_ = kFirstRunLength;
-  uint32_t rank = 0;
-  const DWORD error = volume_->ReadWhole([&] {
-    const DWORD resolved = Resolve();
-    if (resolved != ERROR_SUCCESS && at_ != At::Gap && at_ != At::End)
-      return resolved;
-    if (at_ != At::End)
-      return database_->Ranks(order_).RankOf(Key(), rank);
-    rank = database_->Row().recordCount;
-    return DWORD{ERROR_SUCCESS};
-  });
-  if (error != ERROR_SUCCESS)
-    return error;
-  int64_t wanted = int64_t{rank} + distance;
-  // Where the deleted record was there is no record; the next one is one on.
-  if (at_ == At::Gap)
-    wanted = distance == 0 ? -1 : distance > 0 ? wanted - 1 : wanted;
-  return SeekPlace(wanted, found, place);
+  return SeekPlace(
+      [&](int64_t& wanted) {
+        const DWORD resolved = Resolve();
+        if (resolved != ERROR_SUCCESS && at_ != At::Gap && at_ != At::End)
+          return resolved;
+        uint32_t rank = database_->Row().recordCount;
+        if (at_ != At::End) {
+          if (const DWORD error = database_->Ranks(order_).RankOf(Key(), rank);
+              error != ERROR_SUCCESS)
+            return error;
+        }
+        wanted = int64_t{rank} + distance;
+        // Where the deleted record was there is no record; the next one is one on.
+        if (at_ == At::Gap)
+          wanted = distance == 0 ? -1 : distance > 0 ? wanted - 1 : wanted;
+        return DWORD{ERROR_SUCCESS};
+      },
+      found, place);
 }
 
-DWORD StoreCursor::SeekPlace(int64_t wanted, CEOID& found, uint32_t* place) {
+// From where the place is counted, the place and its record are of one state of the database.
+template <typename FindPlace>
+DWORD StoreCursor::SeekPlace(const FindPlace& findPlace, CEOID& found, uint32_t* place) {
   std::string key;
-  DWORD error = ERROR_SEEK;
-  if (wanted >= 0 && wanted <= 0xFFFFFFFF) {
-    error = volume_->ReadWhole([&] {
-      const DWORD outdated = CheckGeneration();
-      return outdated != ERROR_SUCCESS
-                 ? outdated
-                 : database_->Ranks(order_).KeyAt(static_cast<uint32_t>(wanted), key);
-    });
-  }
+  int64_t wanted = 0;
+  const DWORD error = volume_->ReadWhole([&] {
+    DWORD problem = CheckGeneration();
+    if (problem == ERROR_SUCCESS)
+      problem = findPlace(wanted);
+    if (problem != ERROR_SUCCESS)
+      return problem;
+    return wanted < 0 || wanted > 0xFFFFFFFF
+               ? DWORD{ERROR_SEEK}
+               : database_->Ranks(order_).KeyAt(static_cast<uint32_t>(wanted), key);
+  });
+  return Arrive(error, key, static_cast<uint32_t>(wanted), found, place);
+}
+
+// The end of a seek: at the key's record, or at the end when there is none.
+DWORD StoreCursor::Arrive(DWORD error, std::string_view key, uint32_t rank, CEOID& found,
+                          uint32_t* place) {
+  nextRunLength_ = kFirstRunLength;
   if (error != ERROR_SUCCESS) {
     GoToEnd();
-    return error;
+    return error == ERROR_NO_MORE_ITEMS ? DWORD{ERROR_SEEK} : error;
   }
   found = OidOfKey(key);
   MoveTo(found, key);
   if (place != nullptr)
-    *place = static_cast<uint32_t>(wanted);
+    *place = rank;
   return ERROR_SUCCESS;
 }
 
@@ -98,28 +116,30 @@ DWORD StoreCursor::SeekValue(DWORD seekType, std::span<const CEPROPVAL> values, 
                              uint32_t* place) {
   std::string prefix;
   std::string key;
-  nextRunLength_ = kFirstRunLength;
+  uint32_t rank = 0;
   const DWORD error = volume_->ReadWhole([&] {
     if (const DWORD outdated = CheckGeneration(); outdated != ERROR_SUCCESS)
       return outdated;
-    if (const DWORD wrong = MakeSeekKey(database_->Orders()[order_], values, prefix);
-        wrong != ERROR_SUCCESS)
-      return wrong;
-    return database_->FindKey(order_, seekType, prefix, Key(), key);
+    DWORD problem = MakeSeekKey(database_->Orders()[order_], values, prefix);
+    if (problem == ERROR_SUCCESS && seekType == CEDB_SEEK_VALUENEXTEQUAL)
+      problem = FindNextEqual(prefix, key);
+    else if (problem == ERROR_SUCCESS)
+      problem = database_->FindKey(order_, seekType, prefix, values.size(), key);
+    return problem == ERROR_SUCCESS ? database_->Ranks(order_).RankOf(key, rank) : problem;
   });
+  // What was asked makes no sense; nothing was looked for.
   if (error == ERROR_INVALID_PARAMETER)
     return error;
-  uint32_t rank = 0;
-  const DWORD ranked = error == ERROR_SUCCESS ? database_->Ranks(order_).RankOf(key, rank) : error;
-  if (ranked != ERROR_SUCCESS) {
-    GoToEnd();
-    return ranked == ERROR_NO_MORE_ITEMS ? DWORD{ERROR_SEEK} : ranked;
-  }
-  found = OidOfKey(key);
-  MoveTo(found, key);
-  if (place != nullptr)
-    *place = rank;
-  return ERROR_SUCCESS;
+  return Arrive(error, key, rank, found, place);
+}
+
+// The record after the position, if it has the values.
+DWORD StoreCursor::FindNextEqual(std::string_view prefix, std::string& found) {
+  const DWORD resolved = Resolve();
+  if (resolved != ERROR_SUCCESS && at_ != At::Gap)
+    return resolved;
+  const DWORD error = database_->NextKey(order_, Key(), found);
+  return error == ERROR_SUCCESS && !found.starts_with(prefix) ? DWORD{ERROR_NO_MORE_ITEMS} : error;
 }
 
 }  // namespace wkt::host

@@ -36,6 +36,11 @@ int64_t MonotonicMilliseconds() {
   return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
 }
 
+// Databases of all volumes; the golden ratio spreads the files.
+uint64_t MarkOf(ino_t file, CEOID database) {
+  return (uint64_t{file} * 0x9E3779B97F4A7C15 >> 3) + database;
+}
+
 sqlite3_file* FileOf(sqlite3* connection, int which) {
   sqlite3_file* file = nullptr;
   if (sqlite3_file_control(connection, "main", which, &file) != SQLITE_OK)
@@ -66,6 +71,8 @@ std::shared_ptr<StoreVolume> StoreVolume::Open(const Request& request, DWORD& er
     error = volume->Prepare(request);
   if (error != ERROR_SUCCESS)
     return nullptr;
+  if (Device* device = Device::Current(); device != nullptr && !request.isObjectStore)
+    volume->mark_ = DeviceMark(*device, MarkKind::Volume, volume->fileNumber_);
   volume->catalogue_ = std::make_unique<StoreCatalogue>(*volume);
   return volume;
 }
@@ -98,10 +105,12 @@ DWORD StoreVolume::OpenFile(const Request& request) {
     ReportFile("cannot be opened");
     return LastFailure();
   }
-  if (sqlite3_db_readonly(connection_, "main") == 1) {
+  if (sqlite3_db_readonly(connection_, "main") == 1 || stat(path_.c_str(), &status) != 0) {
     ReportFile("cannot be written");
     return ERROR_ACCESS_DENIED;
   }
+  fileDevice_ = status.st_dev;
+  fileNumber_ = status.st_ino;
   sqlite3_extended_result_codes(connection_, 1);
   sqlite3_busy_timeout(connection_, kBusyMilliseconds);
   return ERROR_SUCCESS;
@@ -195,6 +204,22 @@ DWORD StoreVolume::ReadIdentity(bool isObjectStore) {
     fileGuid_.Data1 = 1;
   guid_ = isObjectStore ? CEGUID{} : fileGuid_;
   return ERROR_SUCCESS;
+}
+
+bool StoreVolume::IsFile(const struct stat& file) const {
+  return file.st_dev == fileDevice_ && file.st_ino == fileNumber_;
+}
+
+DeviceMark StoreVolume::MarkOpen(CEOID database) const {
+  Device* device = Device::Current();
+  return device != nullptr ? DeviceMark(*device, MarkKind::Database, MarkOf(fileNumber_, database))
+                           : DeviceMark();
+}
+
+bool StoreVolume::IsOpenElsewhere(CEOID database) const {
+  Device* device = Device::Current();
+  return device != nullptr &&
+         device->IsMarkedByOthers(MarkKind::Database, MarkOf(fileNumber_, database));
 }
 
 void StoreVolume::ReportFile(const char* what) const {

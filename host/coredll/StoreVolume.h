@@ -8,17 +8,20 @@
 // Threads: all calls under StoreLock (StoreMounts.h). Not to be carried over a fork.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <array>
+#include <bit>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "host/coredll/Device.h"
 #include "host/coredll/StoreSqlite.h"
 #include "platform/Database.h"
 
 namespace wkt::host {
 
-enum class Durability : uint32_t;
 class StoreCatalogue;
 
 // One of the two equal copies at the start of the WAL index: 12 words in the machine's byte order.
@@ -60,6 +63,8 @@ class StoreVolume {
   [[nodiscard]] const CEGUID& FileGuid() const { return fileGuid_; }
   [[nodiscard]] CEOID LastOid() const { return lastOid_; }
   [[nodiscard]] const std::string& Path() const { return path_; }
+  // What the file is, whatever its name; taken when it was opened.
+  [[nodiscard]] bool IsFile(const struct stat& file) const;
   [[nodiscard]] sqlite3* Connection() const { return connection_; }
   [[nodiscard]] StoreCatalogue& Catalogue() const { return *catalogue_; }
 
@@ -127,6 +132,10 @@ class StoreVolume {
   // up.
   CEOID ReserveOids(CEOID count);
 
+  // Tells the device's other processes that a database is open here, or asks them.
+  [[nodiscard]] DeviceMark MarkOpen(CEOID database) const;
+  [[nodiscard]] bool IsOpenElsewhere(CEOID database) const;
+
  private:
   StoreVolume();
   DWORD OpenFile(const Request& request);
@@ -143,11 +152,11 @@ class StoreVolume {
   [[nodiscard]] bool IsUnchanged() const {
     if (!isKnown_)
       return false;
-    for (size_t index = 0; index < known_.words.size(); ++index) {
-      if (walIndex_[index] != known_.words[index])
-        return false;
-    }
-    return true;
+    // Two words at a time; SQLite maps the index at the start of a page.
+    const auto* now = reinterpret_cast<const volatile uint64_t*>(walIndex_);
+    const auto known = std::bit_cast<std::array<uint64_t, 6>>(known_.words);
+    return ((now[0] ^ known[0]) | (now[1] ^ known[1]) | (now[2] ^ known[2]) | (now[3] ^ known[3]) |
+            (now[4] ^ known[4]) | (now[5] ^ known[5])) == 0;
   }
   void TakeHeader();
   DWORD BeginReading();
@@ -156,6 +165,9 @@ class StoreVolume {
   void AfterCommit();
 
   std::string path_;
+  dev_t fileDevice_ = 0;
+  ino_t fileNumber_ = 0;
+  DeviceMark mark_;
   sqlite3* connection_ = nullptr;
   CEGUID guid_{};
   CEGUID fileGuid_{};

@@ -1,5 +1,7 @@
 // Mounting, flushing and listing volumes.
 #include "host/coredll/CallHook.h"
+#include "host/coredll/Device.h"
+#include "host/coredll/HostErrors.h"
 #include "host/coredll/StoreMounts.h"
 #include "host/coredll/Text.h"
 #include "platform/Database.h"
@@ -16,12 +18,17 @@ BOOL Report(DWORD error) {
 }
 
 BOOL MountVolume(CEGUID* guid, const WCHAR* path, DWORD mode) {
-  const StoreLock lock;
   if (guid == nullptr || path == nullptr || mode < CREATE_NEW || mode > TRUNCATE_EXISTING)
     return Report(ERROR_INVALID_PARAMETER);
   const auto bounded = BoundedText(path, MAX_PATH);
   if (!bounded || bounded->empty())
     return Report(ERROR_INVALID_PARAMETER);
+  Device* device = Device::Current();
+  if (device == nullptr)
+    return Report(ERROR_NOT_READY);
+  // Nobody opens, deletes or moves the file meanwhile. Before the other lock, as there.
+  const DeviceLock files(*device, LockRegion::Files);
+  const StoreLock lock;
   return Report(StoreMounts::Get().Mount(std::u16string(*bounded), mode, *guid));
 }
 

@@ -27,7 +27,7 @@ LONG ReadBlock(LPCWSTR fileName, std::vector<uint8_t>& block) {
     return path.problem;
   if (!path.exists || path.IsFolder())
     return ERROR_FILE_NOT_FOUND;
-  if (IsMountedVolume(path.info))
+  if (IsMountedVolume(path))
     return ERROR_SHARING_VIOLATION;
   const OwnedFile file(
       openat(path.folder.Get(), path.name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));

@@ -13,6 +13,7 @@
 #include "platform/Registry.h"
 #include "platform/Window.h"
 #include "tests/host/PeerProcess.h"
+#include "tests/support/DatabaseHelp.h"
 #include "tests/support/DeskDevice.h"
 
 namespace {
@@ -203,76 +204,59 @@ TEST_F(Processes, ShareModesHoldBetweenProcesses) {
   EXPECT_TRUE(DeleteFileW(u"\\f"));
 }
 
+TEST_F(Processes, AFileThatAnotherHasMountedIsNotTouched) {
+  ASSERT_EQ(peer.Ask("mount \\v.vol 1"), "ok");
+  const auto isRefused = [](BOOL done) { return done == FALSE && GetLastError() == 32; };
+  EXPECT_TRUE(isRefused(DeleteFileW(u"\\v.vol")));
+  EXPECT_TRUE(isRefused(MoveFileW(u"\\v.vol", u"\\w.vol")));
+  for (const char16_t* name : {u"\\v.vol", u"\\v.vol-wal", u"\\v.vol-shm"}) {
+    const HANDLE file = CreateFileW(name, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                    OPEN_EXISTING, 0, nullptr);
+    EXPECT_TRUE(isRefused(file == INVALID_HANDLE_VALUE ? FALSE : TRUE));
+    EXPECT_TRUE(isRefused(DeleteFileW(name)));
+  }
+  // Both may have it mounted, but not empty it for each other.
+  CEGUID volume{};
+  EXPECT_EQ(CeMountDBVol(&volume, std::u16string(u"\\v.vol").data(), CREATE_ALWAYS), FALSE);
+  EXPECT_EQ(GetLastError(), 5u);
+  EXPECT_NE(CeMountDBVol(&volume, std::u16string(u"\\v.vol").data(), OPEN_EXISTING), FALSE);
+  EXPECT_EQ(peer.Ask("unmount"), "1");
+  EXPECT_TRUE(isRefused(DeleteFileW(u"\\v.vol"))) << "still mounted here";
+  EXPECT_NE(CeUnmountDBVol(&volume), FALSE);
+  ASSERT_EQ(peer.Ask("mount \\v.vol 3"), "ok");
+  peer.Kill();
+  EXPECT_TRUE(DeleteFileW(u"\\v.vol"));
+}
+
+TEST_F(Processes, AnOpenFileIsNotMounted) {
+  EXPECT_EQ(peer.Ask("file \\v.vol 3"), "ok");
+  CEGUID volume{};
+  EXPECT_EQ(CeMountDBVol(&volume, std::u16string(u"\\v.vol").data(), OPEN_ALWAYS), FALSE);
+  EXPECT_EQ(GetLastError(), 32u);
+  peer.Kill();
+  EXPECT_NE(CeMountDBVol(&volume, std::u16string(u"\\v.vol").data(), OPEN_ALWAYS), FALSE);
+}
+
+TEST_F(Processes, ADatabaseThatAnotherHasOpenIsNotDeleted) {
+  const CEOID oid = wkt::test::CreateDatabase(u"Shared");
+  CEGUID store{};
+  const auto isDeleted = [&] { return CeDeleteDatabaseEx(&store, oid) != FALSE; };
+  ASSERT_EQ(peer.Ask("database Shared"), "ok");
+  EXPECT_FALSE(isDeleted());
+  EXPECT_EQ(GetLastError(), 32u);
+  EXPECT_EQ(peer.Ask("closedatabase"), "1");
+  ASSERT_EQ(peer.Ask("database Shared"), "ok");
+  EXPECT_FALSE(isDeleted());
+  peer.Kill();
+  EXPECT_TRUE(isDeleted());
+}
+
 TEST_F(Processes, EndingOneDetachesNoLibraries) {
   device.CopyFile(device.BuiltLibrary("ProbeSecond"), u"\\lib\\ProbeSecond.dll");
   EXPECT_EQ(peer.Ask("load \\lib\\ProbeSecond.dll"), "ok");
   EXPECT_TRUE(device.FileExists(u"\\attached-Second"));
   peer.Finish();
   EXPECT_FALSE(device.FileExists(u"\\detached-Second"));
-}
-
-class Windows : public wkt::test::DeskDeviceTest {};
-
-TEST_F(Windows, TopmostOfAClassIsFound) {
-  wkt::control::DeskWindow below(u"Class", u"First"), above(u"CLASS", u"Second"),
-      other(u"Other", u"First");
-  EXPECT_EQ(FindWindowW(u"class", nullptr), above.Handle());
-  EXPECT_EQ(FindWindowW(u"class", u"first"), below.Handle());
-  EXPECT_EQ(FindWindowW(nullptr, u"First"), other.Handle());
-  EXPECT_EQ(FindWindowW(nullptr, nullptr), other.Handle());
-  EXPECT_EQ(FindWindowW(u"class", u"Fir"), nullptr);
-  EXPECT_EQ(FindWindowW(u"clas", nullptr), nullptr);
-  EXPECT_EQ(FindWindowW(u"class ", nullptr), nullptr);
-}
-
-TEST_F(Windows, MessagesKeepTheirOrder) {
-  wkt::control::DeskWindow window;
-  for (UINT i = 0; i < 5; ++i)
-    EXPECT_TRUE(PostMessageW(window.Handle(), WM_USER + i, i, 0));
-  const auto messages = window.TakeAll();
-  ASSERT_EQ(messages.size(), 5u);
-  for (UINT i = 0; i < 5; ++i)
-    EXPECT_EQ(messages[i].message, WM_USER + i);
-}
-
-TEST_F(Windows, FullQueueRefusesAndKeepsWhatItHas) {
-  wkt::control::DeskWindow window;
-  UINT posted = 0;
-  while (PostMessageW(window.Handle(), WM_USER + posted, 0, 0))
-    ++posted;
-  EXPECT_EQ(GetLastError(), 1816u);
-  EXPECT_EQ(posted, 128u);
-  const auto messages = window.TakeAll();
-  ASSERT_EQ(messages.size(), 128u);
-  EXPECT_EQ(messages[127].message, WM_USER + 127);
-  EXPECT_TRUE(PostMessageW(window.Handle(), WM_USER, 0, 0));
-}
-
-TEST_F(Windows, BadHandlesAreTold) {
-  for (HWND bad : {reinterpret_cast<HWND>(uintptr_t{1}), reinterpret_cast<HWND>(uintptr_t{0xFFFF}),
-                   reinterpret_cast<HWND>(~uintptr_t{0})}) {
-    SetLastError(0);
-    EXPECT_FALSE(PostMessageW(bad, WM_USER, 0, 0));
-    EXPECT_EQ(GetLastError(), 1400u);
-  }
-}
-
-TEST_F(Windows, NoWindowPostsToTheThread) {
-  EXPECT_TRUE(PostMessageW(nullptr, WM_USER + 5, 1, 2));
-  std::thread([] { EXPECT_TRUE(wkt::control::TakeThreadMessages().empty()); }).join();
-  const auto messages = wkt::control::TakeThreadMessages();
-  ASSERT_EQ(messages.size(), 1u);
-  EXPECT_EQ(messages[0].message, WM_USER + 5);
-}
-
-TEST_F(Windows, TooLongNamesAndTooManyWindowsAreRefused) {
-  EXPECT_EQ(wkt::control::DeskWindow(std::u16string(64, u'c')).Problem(), ERROR_INVALID_PARAMETER);
-  std::vector<std::unique_ptr<wkt::control::DeskWindow>> windows;
-  do
-    windows.push_back(std::make_unique<wkt::control::DeskWindow>(u"c"));
-  while (windows.back()->IsOpen());
-  EXPECT_EQ(windows.size(), 33u);
-  EXPECT_EQ(windows.back()->Problem(), ERROR_NOT_ENOUGH_MEMORY);
 }
 
 }  // namespace

@@ -111,6 +111,11 @@ TEST_F(Clock, BothDaysOfChange) {
        "2026-04-04T16:00:00Z", "2026-04-05 02:00:00", TIME_ZONE_ID_STANDARD, -600},
       {"Australia/Sydney", "2026-10-03T15:59:59.999Z", "2026-10-04 01:59:59.999",
        "2026-10-03T16:00:00Z", "2026-10-04 03:00:00", TIME_ZONE_ID_DAYLIGHT, -660},
+      // Ten and a half hours ahead, and the clocks change by half an hour.
+      {"Australia/Lord_Howe", "2026-04-04T14:59:59.999Z", "2026-04-05 01:59:59.999",
+       "2026-04-04T15:00:00Z", "2026-04-05 01:30:00", TIME_ZONE_ID_STANDARD, -630},
+      {"Australia/Lord_Howe", "2026-10-03T15:29:59.999Z", "2026-10-04 01:59:59.999",
+       "2026-10-03T15:30:00Z", "2026-10-04 02:30:00", TIME_ZONE_ID_DAYLIGHT, -660},
   };
   for (const Change& change : changes) {
     SCOPED_TRACE(std::string(change.zone) + " " + change.at);
@@ -145,6 +150,21 @@ TEST_F(Clock, ZoneWithoutDaylightSavingAndWithHalfAnHour) {
     EXPECT_EQ(BiasApplied(), -330);
   }
   EXPECT_EQ(LocalNow(), "2026-07-16 01:30:00");
+}
+
+TEST_F(Clock, ZoneWithoutDaylightSavingChangesOnNoDay) {
+  device.SetZone("Africa/Lagos");
+  // Before and after the instants at which its neighbours in Europe change.
+  for (const auto& [time, local] :
+       {std::pair{"2026-03-29T00:59:59.999Z", "2026-03-29 01:59:59.999"},
+        {"2026-03-29T01:00:00Z", "2026-03-29 02:00:00"},
+        {"2026-10-25T00:59:59.999Z", "2026-10-25 01:59:59.999"},
+        {"2026-10-25T01:00:00Z", "2026-10-25 02:00:00"}}) {
+    device.FreezeClock(time);
+    EXPECT_EQ(LocalNow(), local);
+    EXPECT_EQ(ZoneState(), TIME_ZONE_ID_UNKNOWN);
+    EXPECT_EQ(BiasApplied(), -60);
+  }
 }
 
 TEST_F(Clock, TheBiasOfNowIsAppliedToEveryDate) {

@@ -225,4 +225,30 @@ TEST_F(DatabaseVolume, ACopyOfAMountedFileIsRefused) {
   EXPECT_EQ(GetLastError(), DWORD{ERROR_ALREADY_EXISTS});
 }
 
+TEST_F(DatabaseVolume, AfterSixtyThreeVolumesRangesBeginAnew) {
+  const auto rangeOf = [](const CEGUID& volume) {
+    const CEOID oid = CreateDatabase(u"A", 1, {}, &volume);
+    EXPECT_NE(oid, 0u);
+    return oid >> 24;
+  };
+  std::set<CEOID> ranges;
+  CEGUID volume{};
+  for (int number = 0; number < 63; ++number) {
+    const std::u16string path =
+        u"\\v" + std::u16string(1, static_cast<char16_t>(u'\u4E00' + number));
+    ASSERT_TRUE(Mount(path.c_str(), CREATE_NEW, volume)) << GetLastError();
+    ranges.insert(rangeOf(volume));
+    EXPECT_NE(CeUnmountDBVol(&volume), FALSE);
+  }
+  EXPECT_EQ(ranges.size(), 63u);
+  // Of the same second, so they would be given the same one if it were not looked at who has it.
+  CEGUID other{};
+  ASSERT_TRUE(Mount(u"\\one.vol", CREATE_NEW, volume)) << GetLastError();
+  ASSERT_TRUE(Mount(u"\\two.vol", CREATE_NEW, other)) << GetLastError();
+  const CEOID first = rangeOf(volume);
+  const CEOID second = rangeOf(other);
+  EXPECT_TRUE(ranges.contains(first) && ranges.contains(second));
+  EXPECT_NE(first, second);
+}
+
 }  // namespace

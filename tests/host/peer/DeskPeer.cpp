@@ -9,6 +9,7 @@
 
 #include "host/control/Desk.h"
 #include "host/control/DeskWindow.h"
+#include "platform/Database.h"
 #include "platform/Files.h"
 #include "platform/Kernel.h"
 #include "platform/Registry.h"
@@ -22,6 +23,8 @@ std::u16string Wide(const std::string& text) {
 struct Peer {
   HANDLE mutex = nullptr;
   HANDLE file = nullptr;
+  HANDLE database = nullptr;
+  CEGUID volume{};
   std::unique_ptr<wkt::control::DeskWindow> window;
 
   std::string Do(const std::string& command, std::istringstream& words) {
@@ -82,6 +85,23 @@ struct Peer {
       words >> name;
       return LoadLibraryW(Wide(name).c_str()) != nullptr ? "ok" : std::to_string(GetLastError());
     }
+    if (command == "mount") {
+      words >> name >> number;
+      return CeMountDBVol(&volume, Wide(name).data(), number) != FALSE
+                 ? "ok"
+                 : std::to_string(GetLastError());
+    }
+    if (command == "unmount")
+      return std::to_string(CeUnmountDBVol(&volume));
+    if (command == "database") {
+      // Of the volume that was mounted, else of the object store.
+      words >> name;
+      CEOID oid = 0;
+      database = CeOpenDatabaseEx2(&volume, &oid, Wide(name).data(), nullptr, 0, nullptr);
+      return database != INVALID_HANDLE_VALUE ? "ok" : std::to_string(GetLastError());
+    }
+    if (command == "closedatabase")
+      return std::to_string(CloseHandle(database));
     if (command == "time")
       return wkt::control::FormatIsoTime(wkt::control::DeviceTime());
     return "unknown";
