@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <random>
 
 #include "bench/StoreBenchSides.h"
 #include "bench/SyncCounts.h"

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "host/control/Desk.h"
+#include "host/coredll/LocalMemory.h"
 #include "host/coredll/StoreBlock.h"
 
 namespace wkt::bench {
@@ -212,7 +213,7 @@ size_t RawSide::ReadAll(Handling handling) {
     oid = static_cast<CEOID>(sqlite3_column_int64(scan_, 0));
     seen = image[byteCount / 2];
     if (handling == Handling::MakeBlock)
-      free(host::MakeBlock({image, byteCount}).bytes);
+      host::ReturnLocalMemory(host::MakeBlock({image, byteCount}).bytes);
     if (handling == Handling::Copy) {
       void* block = malloc(byteCount);
       memcpy(block, image, byteCount);

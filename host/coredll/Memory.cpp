@@ -6,6 +6,7 @@
 
 #include "host/coredll/CallHook.h"
 #include "host/coredll/Handles.h"
+#include "host/coredll/LocalMemory.h"
 #include "platform/Kernel.h"
 
 namespace wkt::host {
@@ -78,7 +79,7 @@ HLOCAL CEAPI LocalFree(HLOCAL block) {
   return HookedCall(
       "LocalFree", block,
       [&] {
-        free(block);
+        ReturnLocalMemory(block);
         return HLOCAL{nullptr};
       },
       block);

@@ -1,7 +1,9 @@
 #include "host/coredll/StoreBlock.h"
 
-#include <cstdlib>
+#include <bit>
 #include <cstring>
+
+#include "host/coredll/LocalMemory.h"
 
 namespace wkt::host {
 
@@ -28,6 +30,15 @@ Word WordAt(const void* place) {
   return word;
 }
 
+// `own` begins with the number of bytes.
+void PutBlob(BYTE* place, CEPROPID property, BYTE* own) {
+  const auto count = WordAt<uint32_t>(own);
+  BYTE* bytes = own + sizeof count;
+  const uint64_t pointer =
+      sizeof(void*) == 4 ? uint64_t{reinterpret_cast<uintptr_t>(bytes)} << 32 : 0;
+  PutWords(place, property, pointer | count, bytes);
+}
+
 }  // namespace
 
 void PutValue(const RecordImage::Entry& entry, BYTE* data, uint32_t start, BYTE* place) {
@@ -39,11 +50,7 @@ void PutValue(const RecordImage::Entry& entry, BYTE* data, uint32_t start, BYTE*
   } else if (type == CEVT_LPWSTR) {
     PutWords(place, entry.property, reinterpret_cast<uintptr_t>(own), nullptr);
   } else if (type == CEVT_BLOB) {
-    const auto count = WordAt<uint32_t>(own);
-    BYTE* bytes = own + sizeof count;
-    const uint64_t pointer =
-        sizeof(void*) == 4 ? uint64_t{reinterpret_cast<uintptr_t>(bytes)} << 32 : 0;
-    PutWords(place, entry.property, pointer | count, bytes);
+    PutBlob(place, entry.property, own);
   } else {
     PutWords(place, entry.property, WordAt<uint64_t>(own), nullptr);
   }
@@ -68,27 +75,32 @@ bool FillBlock(std::string_view image, BYTE* block) {
   std::memcpy(data, image.data() + start, size);
   std::memset(data + size, 0, kGuardBytes);
   const char* from = image.data() + RecordImage::kHeadBytes;
-  BYTE* place = block;
-  for (uint32_t index = 0; index < count;
-       ++index, from += sizeof(RecordImage::Entry), place += sizeof(CEPROPVAL)) {
-    const auto entry = WordAt<RecordImage::Entry>(from);
-    const WORD type = TypeOfProperty(entry.property);
-    if (IsShortType(type)) {
-      PutWords(place, entry.property, entry.word, nullptr);
+  for (BYTE* place = block; place != data;
+       from += sizeof(RecordImage::Entry), place += sizeof(CEPROPVAL)) {
+    // Property and word in one load; the two are the low and the high half.
+    const auto entry = WordAt<uint64_t>(from);
+    const auto property = static_cast<CEPROPID>(entry);
+    const auto word = static_cast<uint32_t>(entry >> 32);
+    const ImageKind kind = KindOfProperty(property);
+    if (kind == ImageKind::Value) {
+      PutWords(place, property, word, nullptr);
       continue;
     }
-    const uint32_t offset = entry.word - start;
-    if (offset > size || offset % 4 != 0 || !IsPropertyType(type))
+    // Turned by two bits, an offset that is no multiple of four is beyond any size.
+    const uint32_t offset = word - start;
+    if (std::rotr(offset, 2) > size / 4)
       return false;
-    if (type == CEVT_LPWSTR) {
-      PutWords(place, entry.property, reinterpret_cast<uintptr_t>(data + offset), nullptr);
-      continue;
-    }
+    BYTE* own = data + offset;
     const uint32_t left = size - offset;
-    if (left < (type == CEVT_BLOB ? 4u : 8u) ||
-        (type == CEVT_BLOB && WordAt<uint32_t>(data + offset) > left - 4))
+    if (kind == ImageKind::Text)
+      PutWords(place, property, reinterpret_cast<uintptr_t>(own), nullptr);
+    else if (kind == ImageKind::Eight && left >= sizeof(uint64_t))
+      PutWords(place, property, WordAt<uint64_t>(own), nullptr);
+    else if (kind != ImageKind::Blob || left < sizeof(uint32_t) ||
+             WordAt<uint32_t>(own) > left - sizeof(uint32_t))
       return false;
-    PutValue(entry, data, start, place);
+    else
+      PutBlob(place, property, own);
   }
   return true;
 }
@@ -98,11 +110,11 @@ RecordBlock MakeBlock(std::string_view image) {
   const size_t byteCount = BlockBytes(image);
   if (byteCount == 0)
     return block;
-  block.bytes = static_cast<BYTE*>(malloc(byteCount));
+  block.bytes = static_cast<BYTE*>(TakeLocalMemory(byteCount));
   if (block.bytes == nullptr)
     return block;
   if (!FillBlock(image, block.bytes)) {
-    free(block.bytes);
+    ReturnLocalMemory(block.bytes);
     block.bytes = nullptr;
     return block;
   }

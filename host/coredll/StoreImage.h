@@ -9,6 +9,7 @@
 //   BLOB          u32 number of bytes, the bytes, filled up with zeros
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <optional>
@@ -23,15 +24,29 @@ namespace wkt::host {
 constexpr WORD TypeOfProperty(CEPROPID property) {
   return static_cast<WORD>(property & 0xFFFF);
 }
+// What an entry's word means, by type; types from the end of the table on are none.
+enum class ImageKind : uint8_t { None, Value, Text, Eight, Blob };
+constexpr size_t kImageKindCount = 66;
+constexpr auto kImageKinds = [] {
+  std::array<ImageKind, kImageKindCount> kinds{};
+  for (const WORD type : {CEVT_I2, CEVT_UI2, CEVT_I4, CEVT_UI4, CEVT_BOOL})
+    kinds[type] = ImageKind::Value;
+  kinds[CEVT_LPWSTR] = ImageKind::Text;
+  kinds[CEVT_FILETIME] = kinds[CEVT_R8] = ImageKind::Eight;
+  kinds[CEVT_BLOB] = ImageKind::Blob;
+  return kinds;
+}();
+constexpr ImageKind KindOfProperty(CEPROPID property) {
+  const WORD type = TypeOfProperty(property);
+  return type < kImageKindCount ? kImageKinds[type] : ImageKind::None;
+}
+
 // Values whose entry holds them whole.
 constexpr bool IsShortType(WORD type) {
-  constexpr uint32_t kShortTypes =
-      1u << CEVT_I2 | 1u << CEVT_UI2 | 1u << CEVT_I4 | 1u << CEVT_UI4 | 1u << CEVT_BOOL;
-  return type < 32 && (kShortTypes >> type & 1) != 0;
+  return KindOfProperty(type) == ImageKind::Value;
 }
 constexpr bool IsPropertyType(WORD type) {
-  return IsShortType(type) || type == CEVT_R8 || type == CEVT_FILETIME || type == CEVT_LPWSTR ||
-         type == CEVT_BLOB;
+  return KindOfProperty(type) != ImageKind::None;
 }
 
 // Looks at a block that someone else keeps.

@@ -16,8 +16,9 @@ constexpr size_t kMaxKeys = 256;    // of a block
 constexpr size_t kMaxBlocks = 256;  // of a group
 // Neighbours that are less than this together become one.
 constexpr size_t kMergeBelow = 96;
-// Keys kept in memory for one order, about 40 bytes each.
-constexpr size_t kMaxKeysInMemory = 1 << 19;
+// Keys kept in memory for one order: 24 bytes each for two times and an identifier. Above that,
+// groups are dropped in turn, so that an order of any size costs the same a call.
+constexpr size_t kMaxKeysInMemory = 1 << 20;
 
 // The last of `items` that begins at or below `key`; the first one begins below all keys.
 template <typename Item>
@@ -86,16 +87,25 @@ DWORD StoreRanks::LoadBlocks(size_t group) {
   return ERROR_SUCCESS;
 }
 
+void StoreRanks::DropKeys(Block& block) {
+  if (block.keys == nullptr)
+    return;
+  keysInMemory_ -= block.keys->Count();
+  block.keys.reset();
+}
+
+void StoreRanks::MakeRoom() {
+  for (size_t tried = 0; tried < groups_.size() && keysInMemory_ > kMaxKeysInMemory; ++tried) {
+    nextToDrop_ = nextToDrop_ + 1 < groups_.size() ? nextToDrop_ + 1 : 0;
+    for (Block& block : groups_[nextToDrop_].blocks)
+      DropKeys(block);
+  }
+}
+
 DWORD StoreRanks::LoadKeys(Block& block) {
   if (block.keys != nullptr)
     return ERROR_SUCCESS;
-  if (keysInMemory_ > kMaxKeysInMemory) {
-    for (Group& group : groups_) {
-      for (Block& other : group.blocks)
-        other.keys.reset();
-    }
-    keysInMemory_ = 0;
-  }
+  MakeRoom();
   auto keys = std::make_unique<StoreKeyList>();
   StoreStatement& statement = database_.Statement(StoreQuery::ReadKeys);
   if (!statement.IsPrepared())
@@ -330,7 +340,8 @@ DWORD StoreRanks::MergeBlocks(Place left) {
   if (error == ERROR_SUCCESS)
     error = DeleteRow(kBlockLevel, upper.first);
   lower.count += upper.count;
-  lower.keys.reset();
+  DropKeys(lower);
+  DropKeys(upper);
   blocks.erase(blocks.begin() + static_cast<ptrdiff_t>(left.block) + 1);
   return error;
 }

@@ -62,6 +62,8 @@ class StoreRanks {
   DWORD LoadGroups();
   DWORD LoadBlocks(size_t group);
   DWORD LoadKeys(Block& block);
+  void DropKeys(Block& block);
+  void MakeRoom();
   DWORD ChangeCount(uint32_t level, std::string_view first, int64_t change);
   DWORD InsertRow(uint32_t level, std::string_view first, uint32_t count);
   DWORD DeleteRow(uint32_t level, std::string_view first);
@@ -74,6 +76,7 @@ class StoreRanks {
   uint32_t order_;
   uint32_t generation_ = 0;
   size_t keysInMemory_ = 0;
+  size_t nextToDrop_ = 0;  // a group
   std::vector<Group> groups_;
 };
 

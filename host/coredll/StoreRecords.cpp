@@ -5,6 +5,7 @@
 
 #include "host/coredll/CallHook.h"
 #include "host/coredll/Device.h"
+#include "host/coredll/LocalMemory.h"
 #include "host/coredll/StoreBlock.h"
 #include "host/coredll/StoreCursor.h"
 #include "host/coredll/StoreMounts.h"
@@ -36,7 +37,7 @@ DWORD SeekToValue(StoreCursor& cursor, DWORD seekType, DWORD value, WORD valueCo
 
 CEOID Seek(HANDLE handle, DWORD seekType, DWORD value, WORD valueCount, DWORD* index) {
   const StoreLock lock;
-  const auto cursor = FindHandle<StoreCursor>(handle);
+  const auto cursor = StoreCursor::OfHandle(handle);
   if (cursor == nullptr)
     return Report(ERROR_INVALID_PARAMETER, 0);
   CEOID found = 0;
@@ -84,10 +85,10 @@ DWORD MakeRoom(const ReadBuffer& buffer, size_t needed) {
     *buffer.byteCount = static_cast<DWORD>(needed);
     return ERROR_INSUFFICIENT_BUFFER;
   }
-  void* block = malloc(needed != 0 ? needed : 1);
+  void* block = TakeLocalMemory(needed != 0 ? needed : 1);
   if (block == nullptr)
     return ERROR_NOT_ENOUGH_MEMORY;
-  free(*buffer.block);
+  ReturnLocalMemory(*buffer.block);
   *buffer.block = static_cast<BYTE*>(block);
   *buffer.byteCount = static_cast<DWORD>(needed);
   return ERROR_SUCCESS;
@@ -143,7 +144,7 @@ DWORD CopySome(const RecordImage& image, const ReadBuffer& buffer,
 CEOID ReadRecord(HANDLE handle, DWORD flags, WORD* propertyCount, const CEPROPID* wanted,
                  BYTE** block, DWORD* byteCount, HANDLE heap) {
   const StoreLock lock;
-  const auto cursor = FindHandle<StoreCursor>(handle);
+  const auto cursor = StoreCursor::OfHandle(handle);
   // There are no heaps but the local one.
   if (cursor == nullptr || (flags & ~CEDB_ALLOWREALLOC) != 0 || propertyCount == nullptr ||
       block == nullptr || byteCount == nullptr || heap != nullptr ||
@@ -178,7 +179,7 @@ CEOID ReadRecord(HANDLE handle, DWORD flags, WORD* propertyCount, const CEPROPID
 
 CEOID WriteRecord(HANDLE handle, CEOID oid, WORD count, const CEPROPVAL* values) {
   const StoreLock lock;
-  const auto cursor = FindHandle<StoreCursor>(handle);
+  const auto cursor = StoreCursor::OfHandle(handle);
   if (cursor == nullptr || count == 0 || values == nullptr)
     return Report(ERROR_INVALID_PARAMETER, 0);
   StoreDatabase& database = cursor->Database();
@@ -192,7 +193,7 @@ CEOID WriteRecord(HANDLE handle, CEOID oid, WORD count, const CEPROPVAL* values)
 
 BOOL DeleteRecord(HANDLE handle, CEOID oid) {
   const StoreLock lock;
-  const auto cursor = FindHandle<StoreCursor>(handle);
+  const auto cursor = StoreCursor::OfHandle(handle);
   const DWORD error =
       cursor == nullptr ? DWORD{ERROR_INVALID_PARAMETER} : cursor->Database().Delete(oid);
   if (error != ERROR_SUCCESS)
