@@ -108,18 +108,63 @@ TEST_F(SyncRunTest, ConflictsAreListedAndSettledAsTold) {
 }
 
 TEST_F(SyncRunTest, EditBeatsDeleteUnlessToldOtherwise) {
-  for (const char* title : {"a", "b"}) {
-    desk.AddOnDevice(title);
+  const struct {
+    ConflictPolicy policy;
+    Jobs expected;
+    const char* result[2];  // of the job deleted on the desktop, of that deleted on the device
+  } cases[] = {
+      {ConflictPolicy::Newer, {{"a", "edited"}, {"b", "edited"}}, {"device kept", "desktop kept"}},
+      {ConflictPolicy::Both, {{"a", "edited"}, {"b", "edited"}}, {"device kept", "desktop kept"}},
+      {ConflictPolicy::Device, {{"a", "edited"}}, {"device kept", "deleted"}},
+      {ConflictPolicy::Desktop, {{"b", "edited"}}, {"deleted", "desktop kept"}},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(ConflictPolicyName(row.policy));
+    SyncDesk fresh;
+    for (const char* title : {"a", "b"}) {
+      fresh.AddOnDevice(title);
+    }
+    fresh.Sync(1);
+    fresh.ChangeOnDevice("a", "edited");
+    fresh.DeleteOnDesktop(1, "a");
+    fresh.ChangeOnDesktop(1, "b", "edited");
+    fresh.DeleteOnDevice("b");
+    const Json report = fresh.Sync(1, row.policy);
+    EXPECT_EQ(report["exitCode"], 1);
+    std::map<std::string, Json> conflicts;
+    for (const Json& conflict : report["conflicts"]) {
+      conflicts[conflict["title"]] = conflict;
+    }
+    ASSERT_EQ(conflicts.size(), 2u) << report.dump(1);
+    EXPECT_EQ(conflicts["a"]["desktop"], "deleted");
+    EXPECT_EQ(conflicts["a"]["result"], row.result[0]);
+    EXPECT_EQ(conflicts["b"]["device"], "deleted");
+    EXPECT_EQ(conflicts["b"]["result"], row.result[1]);
+    EXPECT_EQ(fresh.OnDevice(), row.expected);
+    EXPECT_EQ(fresh.OnDesktop(1), row.expected);
+    EXPECT_EQ(fresh.Sync(1, row.policy)["exitCode"], 0) << "settled";
+  }
+}
+
+TEST_F(SyncRunTest, GuardLooksAtTheDeviceToo) {
+  for (int i = 0; i < 12; ++i) {
+    desk.AddOnDevice("job " + std::to_string(i));
   }
   desk.Sync(1);
-  desk.ChangeOnDevice("a", "edited");
-  desk.DeleteOnDesktop(1, "a");
-  desk.ChangeOnDesktop(1, "b", "edited");
-  desk.DeleteOnDevice("b");
-  EXPECT_EQ(desk.Sync(1)["conflicts"].size(), 2u);
-  const Jobs expected{{"a", "edited"}, {"b", "edited"}};
-  EXPECT_EQ(desk.OnDevice(), expected);
-  EXPECT_EQ(desk.OnDesktop(1), expected);
+  for (int i = 0; i < 11; ++i) {
+    desk.DeleteOnDesktop(1, "job " + std::to_string(i));
+  }
+  try {
+    desk.Sync(1);
+    FAIL() << "the guard let it pass";
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.code, ExitCode::Refused);
+    EXPECT_TRUE(std::string(failure.what())
+                    .starts_with("this would delete 11 of 12 jobs on the device. Nothing was"));
+  }
+  EXPECT_EQ(desk.OnDevice().size(), 12u);
+  desk.Sync(1, ConflictPolicy::Newer, true);
+  EXPECT_EQ(desk.OnDevice().size(), 1u);
 }
 
 TEST_F(SyncRunTest, GuardRefusesAndChangesNothing) {
@@ -155,6 +200,9 @@ TEST_F(SyncRunTest, ResetDeviceGetsEverythingBack) {
   desk.ResetDevice();
   const Json report = desk.Sync(1);
   EXPECT_TRUE(report["firstRun"].get<bool>());
+  ASSERT_EQ(report["notices"].size(), 1u);
+  EXPECT_TRUE(report["notices"][0].get<std::string>().starts_with(
+      "The device in this place was reset or exchanged"));
   EXPECT_EQ(Count(report, "toDevice"), 12);
   EXPECT_EQ(desk.OnDesktop(1).size(), 12u);
 }
@@ -169,7 +217,9 @@ TEST_F(SyncRunTest, RestoredDeviceDeletesNothing) {
   desk.DeleteOnDevice("young");
   ASSERT_TRUE(WritePartnership(1, before));
   const Json report = desk.Sync(1);
-  EXPECT_EQ(report["notices"].size(), 1u);
+  ASSERT_EQ(report["notices"].size(), 1u);
+  EXPECT_TRUE(report["notices"][0].get<std::string>().starts_with(
+      "This device is not as the last synchronisation left it"));
   EXPECT_EQ(Count(report, "deletedOnDesktop"), 0);
   EXPECT_EQ(desk.OnDevice(), (Jobs{{"old", ""}, {"young", ""}}));
   EXPECT_EQ(desk.OnDesktop(1), (Jobs{{"old", ""}, {"young", ""}}));

@@ -114,6 +114,16 @@ TEST_F(SyncSessionTest, SuccessWithoutAnIdentifierIsAFailure) {
   EXPECT_EQ(session.Write(kFolder, 11, packet).result, E_UNEXPECTED);
 }
 
+TEST_F(SyncSessionTest, AsksForTheVolumeOnceWithoutAndOnceWithABuffer) {
+  fake->volume = u"\\Storage Card\\jobs.vol";
+  SyncSession session(nullptr);
+  ASSERT_EQ(session.Open(1), "");
+  EXPECT_EQ(session.Volume(kFolder), u"") << "asked when the synchronisation begins";
+  session.BeginSync();
+  EXPECT_EQ(session.Volume(kFolder), u"\\Storage Card\\jobs.vol");
+  EXPECT_EQ(fake->syncDataBytes, (std::vector<UINT>{0, 520}));
+}
+
 TEST_F(SyncSessionTest, MissingLibraryAndRegistrationAreTold) {
   device.SetText(u"Windows CE Services\\Synchronization\\Objects\\Anything", u"Store",
                  u"\\Windows\\None.dll");

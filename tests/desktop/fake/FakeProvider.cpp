@@ -1,5 +1,6 @@
 #include "tests/desktop/fake/FakeProvider.h"
 
+#include <cstring>
 #include <memory>
 
 namespace wkt::test {
@@ -16,6 +17,10 @@ FakeObject* Find(uint32_t oid) {
     }
   }
   return nullptr;
+}
+
+bool HasObjects(const WCHAR* folder) {
+  return settings.folder.empty() || settings.folder == folder;
 }
 
 class Handler final : public IReplObjHandler {
@@ -36,7 +41,7 @@ class Handler final : public IReplObjHandler {
   HRESULT CEAPI Reset(PREPLSETUP) override { return S_OK; }
   HRESULT CEAPI GetPacket(BYTE** packet, DWORD* byteCount, DWORD) override {
     FakeObject* object = Find(setup_->oid);
-    if (!object) {
+    if (!object || object->oid == settings.unreadable) {
       return RERR_BAD_OBJECT;
     }
     *packet = object->packet.data();
@@ -107,7 +112,7 @@ FAKE_EXPORT BOOL CEAPI ObjectNotify(POBJNOTIFY notice) {
 
 FAKE_EXPORT BOOL CEAPI GetObjTypeInfo(POBJTYPEINFO info) {
   settings.inputsWereClear &= info->cObjects == 0 && info->szName[0] == 0;
-  info->cObjects = static_cast<UINT>(settings.objects.size());
+  info->cObjects = HasObjects(info->szObjType) ? static_cast<UINT>(settings.objects.size()) : 0;
   return TRUE;
 }
 
@@ -116,7 +121,24 @@ FAKE_EXPORT BOOL CEAPI ReportStatus(LPWSTR, UINT code, UINT) {
   return TRUE;
 }
 
+FAKE_EXPORT HRESULT CEAPI SyncData(PSDREQUEST request) {
+  settings.syncDataBytes.push_back(request->cbData);
+  if (request->fSet || request->uCode != 1) {
+    return E_UNEXPECTED;
+  }
+  const size_t byteCount = (settings.volume.size() + 1) * sizeof(WCHAR);
+  if (request->lpbData) {
+    std::memcpy(request->lpbData, settings.volume.c_str(), byteCount);
+  }
+  request->cbData = static_cast<UINT>(byteCount);
+  return S_FALSE;
+}
+
+#ifndef FAKE_WITHOUT_LIST
 FAKE_EXPORT HRESULT CEAPI FindObjects(PFINDOBJINFO info) {
+  if (!HasObjects(info->szObjType)) {
+    return S_OK;
+  }
   if (info->uFlags & FO_DONE_ONE_VOL) {
     settings.lists -= list != nullptr;
     list.reset();
@@ -141,3 +163,4 @@ FAKE_EXPORT HRESULT CEAPI FindObjects(PFINDOBJINFO info) {
   info->cChg = static_cast<UINT>(count - back) + settings.extraCount;
   return settings.findResult;
 }
+#endif
