@@ -31,13 +31,9 @@ bool IsDesktopAction(MergeAction action) {
 
 void SyncRun::Apply(FolderState& state) {
   state.left = 0;
-  for (const SyncFailure& failure : state.plan.failures) {
-    ++state.failed;
+  for (SyncFailure& failure : state.plan.failures) {
     state.skips.oids.insert(failure.oid);
-    failures_.push_back({{"folder", state.folder->name},
-                         {"oid", failure.oid},
-                         {"title", failure.title},
-                         {"problem", failure.problem}});
+    state.unread.push_back(std::move(failure));
   }
   if (state.plan.items.empty()) {
     return;

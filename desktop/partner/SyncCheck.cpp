@@ -66,6 +66,26 @@ bool SyncRun::LookAgain(FolderState& state) {
   return again;
 }
 
+// What was deleted between the list and the reading is no failure.
+void SyncRun::ReportUnread(FolderState& state) {
+  if (state.unread.empty()) {
+    return;
+  }
+  const Enumeration list = session_.Enumerate(state.folder->objectType);
+  std::set<CEOID> present(list.unchanged.begin(), list.unchanged.end());
+  present.insert(list.changed.begin(), list.changed.end());
+  for (const SyncFailure& failure : state.unread) {
+    if (list.problem.empty() && !present.contains(failure.oid)) {
+      continue;
+    }
+    ++state.failed;
+    failures_.push_back({{"folder", state.folder->name},
+                         {"oid", failure.oid},
+                         {"title", failure.title},
+                         {"problem", failure.problem}});
+  }
+}
+
 bool SyncRun::VerifyObject(const FolderState& state, CEOID oid, int64_t record) {
   const auto stored = store_.Find(record);
   if (!stored || stored->deleted) {

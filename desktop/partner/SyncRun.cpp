@@ -59,6 +59,7 @@ void SyncRun::ApplyAll() {
     for (int round = 1; round < kRounds && LookAgain(state); ++round) {
       Apply(state);
     }
+    ReportUnread(state);
   }
 }
 

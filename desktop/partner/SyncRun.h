@@ -50,9 +50,10 @@ class SyncRun {
     int64_t deletedOnDevice = 0;
     int64_t conflicts = 0;
     int64_t failed = 0;
-    std::vector<CEOID> deleted;  // on the device, by this run
-    int64_t left = 0;            // edited while they travelled, and not carried by a later round
-    bool touched = false;        // something was done in this run
+    std::vector<SyncFailure> unread;  // listed, and could not be read
+    std::vector<CEOID> deleted;       // on the device, by this run
+    int64_t left = 0;      // edited while they travelled, and not carried by a later round
+    bool touched = false;  // something was done in this run
   };
 
   void ApplyAll();
@@ -78,6 +79,7 @@ class SyncRun {
   bool LookAgain(FolderState& state);
   void TellProvider(const FolderState& state, const Enumeration& now);
   bool WouldDeleteTooMany(const FolderState& state, const SyncPlan& plan) const;
+  void ReportUnread(FolderState& state);
   void Verify();
   void VerifyFolder(FolderState& state);
   // True when both sides are equal.

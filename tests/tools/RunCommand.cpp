@@ -32,10 +32,21 @@ CommandResult CommandTest::Run(const std::vector<std::string>& arguments) {
 
 CommandResult CommandTest::RunKilled(const std::vector<std::string>& arguments,
                                      unsigned microseconds) {
-  const std::string out = Path(".out");
-  const std::string err = Path(".err");
-  const pid_t child = fork();
-  if (child == 0) {
+  const StartedCommand command = Start(arguments, "");
+  if (microseconds > 0) {
+    usleep(microseconds);
+    kill(command.process, SIGKILL);
+  }
+  return Finish(command);
+}
+
+StartedCommand CommandTest::Start(const std::vector<std::string>& arguments,
+                                  const std::string& name) {
+  StartedCommand command{0, Path("." + name)};
+  const std::string out = command.name + ".out";
+  const std::string err = command.name + ".err";
+  command.process = fork();
+  if (command.process == 0) {
     const int outFile = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     const int errFile = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     dup2(outFile, STDOUT_FILENO);
@@ -51,17 +62,33 @@ CommandResult CommandTest::RunKilled(const std::vector<std::string>& arguments,
     execv(WKT_COMMAND, argv.data());
     _exit(127);
   }
-  if (microseconds > 0) {
-    usleep(microseconds);
-    kill(child, SIGKILL);
-  }
+  return command;
+}
+
+std::string CommandTest::Written(const StartedCommand& command, const char* stream) const {
+  return ReadFile(command.name + "." + stream);
+}
+
+CommandResult CommandTest::Finish(const StartedCommand& command) {
   int status = 0;
-  waitpid(child, &status, 0);
+  waitpid(command.process, &status, 0);
   CommandResult result;
   result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  result.out = ReadFile(out);
-  result.err = ReadFile(err);
+  result.out = Written(command, "out");
+  result.err = Written(command, "err");
   return result;
+}
+
+bool CommandTest::WaitForText(const std::string& path, const std::string& text) const {
+  constexpr int kTries = 1000;
+  constexpr unsigned kPauseMicroseconds = 10'000;
+  for (int i = 0; i < kTries; ++i) {
+    if (ReadFile(path).find(text) != std::string::npos) {
+      return true;
+    }
+    usleep(kPauseMicroseconds);
+  }
+  return false;
 }
 
 void CommandTest::MakeDevice(const std::string& name) {

@@ -15,6 +15,12 @@ struct CommandResult {
   std::string err;
 };
 
+// A command that goes on while the test does something else.
+struct StartedCommand {
+  int process = 0;
+  std::string name;  // of its output files
+};
+
 class CommandTest : public ::testing::Test {
  protected:
   CommandTest();
@@ -24,6 +30,13 @@ class CommandTest : public ::testing::Test {
   CommandResult Run(const std::vector<std::string>& arguments);
   // The same, killed after so many microseconds.
   CommandResult RunKilled(const std::vector<std::string>& arguments, unsigned microseconds);
+  StartedCommand Start(const std::vector<std::string>& arguments, const std::string& name);
+  // Waits for its end; what it wrote so far is there before.
+  CommandResult Finish(const StartedCommand& command);
+  std::string Written(const StartedCommand& command, const char* stream) const;
+  // Waits until the file holds the text; false after ten seconds.
+  bool WaitForText(const std::string& path, const std::string& text) const;
+
   // A device with frozen clock in Vienna; nothing is synced to the disk.
   void MakeDevice(const std::string& name);
   std::string Path(const std::string& name) const { return (folder / name).string(); }

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "desktop/manager/ManagerMutex.h"
 #include "desktop/partner/Backup.h"
 #include "desktop/partner/Instant.h"
 #include "desktop/partner/Store.h"
@@ -35,11 +36,30 @@ void Backup(Shell& shell, const std::string& folder, const std::string& file) {
   if (kind.empty()) {
     throw Failure(folder + " is neither a device nor a partner's folder", ExitCode::Usage);
   }
+  ManagerMutex mutex;
+  if (kind == "device") {
+    // A backup made in the middle of a synchronisation would look like its end.
+    UseDevice(folder);
+    if (mutex.Take(kManagerWaitMilliseconds) == ManagerMutex::Outcome::Busy) {
+      throw Failure("a synchronisation of this device is running; wait for its end");
+    }
+  }
   Print(shell.output, Report(WriteBackup(folder, kind, file, DesktopNow()), file, folder), Text);
+}
+
+// How many records of each folder a restore would replace.
+Json Replaced(const std::string& folder) {
+  const auto home = OpenHome(folder, Access::Read);
+  Json counts;
+  for (const FolderDescription& description : kFolders) {
+    counts[description.name] = home->List(description.id).size();
+  }
+  return counts;
 }
 
 void Restore(Shell& shell, const std::string& folder, const std::string& file, bool force) {
   const BackupInfo info = CheckBackup(file);
+  Json replaced;  // null: nothing was there
   std::error_code error;
   const bool exists =
       std::filesystem::exists(folder, error) && !std::filesystem::is_empty(folder, error);
@@ -51,13 +71,10 @@ void Restore(Shell& shell, const std::string& folder, const std::string& file, b
                         ", the backup is one of a " + info.kind + "; nothing was changed",
                     ExitCode::Refused);
     }
+    replaced = Replaced(folder);
     std::string counts;
-    {
-      const auto home = OpenHome(folder, Access::Read);
-      for (const FolderDescription& description : kFolders) {
-        counts += fmt::format("{}{} {}", counts.empty() ? "" : ", ",
-                              home->List(description.id).size(), description.name);
-      }
+    for (const auto& [name, count] : replaced.items()) {
+      counts += fmt::format("{}{} {}", counts.empty() ? "" : ", ", count.get<int64_t>(), name);
     }
     Say(fmt::format("This replaces the {} {} with its {} by the backup of {}.", kind, folder,
                     counts, info.made));
@@ -68,7 +85,9 @@ void Restore(Shell& shell, const std::string& folder, const std::string& file, b
   }
   control::LeaveDevice();
   RestoreBackup(file, folder);
-  Print(shell.output, Report(info, file, folder), Text);
+  Json report = Report(info, file, folder);
+  report["replaced"] = std::move(replaced);
+  Print(shell.output, report, Text);
 }
 
 }  // namespace

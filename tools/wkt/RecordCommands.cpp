@@ -275,12 +275,15 @@ void ChangeRecord(Shell& shell, FolderId folder, const RecordArguments& argument
   }
 }
 
-void DeleteRecord(FolderId folder, const RecordArguments& arguments) {
+void DeleteRecord(Shell& shell, FolderId folder, const RecordArguments& arguments) {
   const auto home = OpenHome(arguments.home, Access::Write);
   const HomeRecord found = SelectRecord(*home, folder, arguments.selector);
   home->Delete(folder, found.number);
   Say(std::string("Deleted ") + DescribeFolder(folder).noun + " '" +
       ToUtf8(found.record.DisplayName()) + "'.");
+  if (shell.output.json) {
+    ShowRecord(shell, *home, found);
+  }
 }
 
 void AddFieldOptions(CLI::App* command, FolderId folder, RecordArguments* arguments) {
@@ -352,7 +355,7 @@ void AddFolderCommands(Shell& shell, FolderId folder) {
 
   const auto remove = make("delete");
   addSelector(remove.get());
-  remove->command->callback([folder, remove] { DeleteRecord(folder, *remove); });
+  remove->command->callback([&shell, folder, remove] { DeleteRecord(shell, folder, *remove); });
 }
 
 }  // namespace

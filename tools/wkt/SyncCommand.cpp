@@ -1,9 +1,12 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 
+#include "desktop/manager/ManagerMutex.h"
 #include "desktop/manager/RegistryText.h"
 #include "desktop/manager/Trace.h"
 #include "desktop/partner/FolderCopy.h"
@@ -105,11 +108,19 @@ std::string SyncText(const Json& report) {
   if (report["firstRun"].get<bool>()) {
     text += "First synchronisation of this device and this partner: nothing is deleted.\n";
   }
+  if (const auto volume = report["volume"].get<std::string>(); !volume.empty()) {
+    text += "Database volume of the device: " + volume + "\n";
+  }
   for (const Json& notice : report["notices"]) {
     text += notice.get<std::string>() + "\n";
   }
   text += (text.empty() ? "" : "\n") + FolderTable(report);
   for (const Json& folder : report["folders"]) {
+    if (const auto left = folder["left"].get<int64_t>(); left > 0) {
+      text += fmt::format("\n{}: {} edited while the run lasted; the next run carries {}.\n",
+                          folder["folder"].get<std::string>(),
+                          CountText(left, "record was", "records were"), left == 1 ? "it" : "them");
+    }
     if (const auto problem = folder["problem"].get<std::string>(); !problem.empty()) {
       text += "\n" + folder["folder"].get<std::string>() + ": " + problem +
               ". Nothing is deleted in this folder.\n";
@@ -127,17 +138,53 @@ std::string SyncText(const Json& report) {
   return text + "\n" + VerifyLine(report["verify"]);
 }
 
-Json Synchronise(const SyncArguments& arguments, const std::string& device,
-                 const std::string& partner) {
-  UseDevice(device);
+// A folder for the partner: one of a partner, or one to be made. Anything else is a slip of the
+// hand.
+void RequirePartnerFolder(const std::string& folder) {
+  std::error_code error;
+  if (!std::filesystem::exists(folder, error) || Store::IsPartner(folder)) {
+    return;
+  }
+  if (IsDevice(folder)) {
+    throw Failure(folder + " is a device; the second folder is the partner's", ExitCode::Usage);
+  }
+  if (!std::filesystem::is_directory(folder, error)) {
+    throw Failure(folder + " is a file; name the partner's folder, or a new one", ExitCode::Usage);
+  }
+  for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+    // A run that was killed while it made the folder leaves its lock.
+    if (!IsSideFile(entry.path().filename().string())) {
+      throw Failure(folder + " is no partner's folder, and not empty; name another or a new one",
+                    ExitCode::Usage);
+    }
+  }
+}
+
+// The partner's folder, if it was not there before, goes again unless the run was a success.
+class PartnerFolder {
+ public:
+  explicit PartnerFolder(const std::string& path)
+      : path_(path), isNew_(!std::filesystem::exists(path)) {}
+  ~PartnerFolder() {
+    std::error_code ignored;
+    if (isNew_) {
+      std::filesystem::remove_all(path_, ignored);
+    }
+  }
+  PartnerFolder(const PartnerFolder&) = delete;
+  PartnerFolder& operator=(const PartnerFolder&) = delete;
+  void Keep() { isNew_ = false; }
+
+ private:
+  const std::string path_;
+  bool isNew_;
+};
+
+Json RunSynchronisation(const SyncArguments& arguments, const std::string& partner, Trace& trace) {
   Store store(partner, Store::Mode::OpenOrCreate);
   if (store.Setting("zone").empty()) {
     // What people write on the desktop is of the zone that the device lives in.
     store.SetSetting("zone", ToUtf8(ReadRegistryText(u"Time", u"Zone").value_or(u"UTC")));
-  }
-  Trace trace;
-  if (!arguments.trace.empty() && !trace.Open(arguments.trace)) {
-    throw Failure("cannot write " + arguments.trace);
   }
   SyncOptions options;
   options.partner = arguments.partnerNumber;
@@ -150,9 +197,38 @@ Json Synchronise(const SyncArguments& arguments, const std::string& device,
     SayProgress(fmt::format("{}: {} of {}", folder.name, done, total));
   };
   SyncSession session(&trace);
-  Json report = SyncRun(session, store, options).Run();
-  SayProgress("");
-  return report;
+  return SyncRun(session, store, options).Run();
+}
+
+Json Synchronise(const SyncArguments& arguments, const std::string& device,
+                 const std::string& partner) {
+  UseDevice(device);
+  Trace trace;
+  if (!arguments.trace.empty() && !trace.Open(arguments.trace)) {
+    throw Failure("cannot write " + arguments.trace + ": " + std::strerror(errno));
+  }
+  PartnerFolder folder(partner);
+  try {
+    Json report = RunSynchronisation(arguments, partner, trace);
+    SayProgress("");
+    folder.Keep();
+    return report;
+  } catch (const Failure& failure) {
+    if (failure.code == ExitCode::RecordsFailed) {
+      folder.Keep();  // a part is done
+    }
+    throw;
+  }
+}
+
+// While nothing synchronises the device, so that its parts belong together.
+void CopyDevice(const std::string& device, const std::string& to) {
+  UseDevice(device);
+  ManagerMutex mutex;
+  if (mutex.Take(kManagerWaitMilliseconds) == ManagerMutex::Outcome::Busy) {
+    throw Failure("a synchronisation of this device is running; wait for its end");
+  }
+  CopyFolder(device, to);
 }
 
 void Sync(Shell& shell, const SyncArguments& arguments) {
@@ -161,17 +237,14 @@ void Sync(Shell& shell, const SyncArguments& arguments) {
         arguments.device + " is not a device; make one with: wkt device new " + arguments.device,
         ExitCode::Usage);
   }
-  if (IsDevice(arguments.partner)) {
-    throw Failure(arguments.partner + " is a device; the second folder is the partner's",
-                  ExitCode::Usage);
-  }
+  RequirePartnerFolder(arguments.partner);
   Json report;
   report["device"] = arguments.device;
   report["desktop"] = arguments.partner;
   report["dryRun"] = arguments.dryRun;
   if (arguments.dryRun) {
     const ScratchFolder scratch;
-    CopyFolder(arguments.device, scratch.Path() + "/device");
+    CopyDevice(arguments.device, scratch.Path() + "/device");
     if (Store::IsPartner(arguments.partner)) {
       CopyFolder(arguments.partner, scratch.Path() + "/partner");
     }

@@ -63,12 +63,16 @@ std::string ReadInput(const std::string& name) {
   return content.str();
 }
 
-void ImportRegistry(const UpkeepArguments& arguments) {
+void ImportRegistry(Shell& shell, const UpkeepArguments& arguments) {
   const std::string text = ReadInput(arguments.file);
   UseDevice(arguments.folder);
   std::string error;
   if (!control::ImportRegistry(text, error)) {
     throw Failure(arguments.file + ": " + error, ExitCode::Usage);
+  }
+  Say("Imported " + arguments.file + ".");
+  if (shell.output.json) {
+    Print(shell.output, Json{{"folder", arguments.folder}, {"imported", arguments.file}}, {});
   }
 }
 
@@ -91,7 +95,7 @@ void AddUpkeepCommands(Shell& shell, CLI::App& device) {
   read->add_option("DIR", arguments->folder, "A device")->required();
   read->add_option("FILE", arguments->file, "What export wrote; - reads the standard input")
       ->required();
-  read->callback([arguments] { ImportRegistry(*arguments); });
+  read->callback([&shell, arguments] { ImportRegistry(shell, *arguments); });
 }
 
 }  // namespace wkt::tool
