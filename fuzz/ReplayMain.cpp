@@ -1,6 +1,7 @@
-// Runs one fuzzing program over stored inputs: each file of the folders named, every beginning of
-// it, and it with each byte changed. Files are hexadecimal text; "#" begins a comment, "*N" repeats
-// a line, and lines before "hex" are skipped when there is such a line.
+// Runs one fuzzing program over stored inputs. A .txt file of the folders named is one input: it
+// runs, every beginning of it, and it with each byte changed. A .hex file has an input a line,
+// which runs as it is. Both are hexadecimal text; "#" begins a comment, "00*38" repeats a byte,
+// "*N" a line, and lines before "hex" are skipped when there is such a line.
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -16,6 +17,17 @@ namespace {
 // Longer inputs are not run in all their variants.
 constexpr size_t kMaxVariedBytes = 4000;
 
+void AppendWord(const std::string& word, std::vector<uint8_t>& bytes) {
+  const size_t star = word.find('*');
+  if (star != std::string::npos) {
+    bytes.insert(bytes.end(), std::stoul(word.substr(star + 1)),
+                 static_cast<uint8_t>(std::stoul(word.substr(0, star), nullptr, 16)));
+    return;
+  }
+  for (size_t at = 0; at < word.size(); at += 2)
+    bytes.push_back(static_cast<uint8_t>(std::stoul(word.substr(at, 2), nullptr, 16)));
+}
+
 void AppendLine(const std::string& line, std::vector<uint8_t>& bytes) {
   std::istringstream words(line.substr(0, line.find('#')));
   std::vector<uint8_t> chunk;
@@ -24,17 +36,22 @@ void AppendLine(const std::string& line, std::vector<uint8_t>& bytes) {
     if (word[0] == '*')
       count = std::stoul(word.substr(1));
     else
-      chunk.push_back(static_cast<uint8_t>(std::stoul(word, nullptr, 16)));
+      AppendWord(word, chunk);
   }
   for (size_t i = 0; i < count; ++i)
     bytes.insert(bytes.end(), chunk.begin(), chunk.end());
 }
 
-std::vector<uint8_t> ReadHex(const std::filesystem::path& path) {
+std::vector<std::string> ReadLines(const std::filesystem::path& path) {
   std::ifstream file(path);
   std::vector<std::string> lines;
   for (std::string line; std::getline(file, line);)
     lines.push_back(line);
+  return lines;
+}
+
+std::vector<uint8_t> ReadHex(const std::filesystem::path& path) {
+  const std::vector<std::string> lines = ReadLines(path);
   const auto mark = std::find(lines.begin(), lines.end(), "hex");
   std::vector<uint8_t> bytes;
   for (auto line = mark == lines.end() ? lines.begin() : mark + 1; line != lines.end(); ++line)
@@ -61,6 +78,17 @@ size_t RunWithVariants(std::vector<uint8_t> bytes) {
   return runs;
 }
 
+size_t RunLines(const std::filesystem::path& path) {
+  size_t runs = 0;
+  for (const std::string& line : ReadLines(path)) {
+    std::vector<uint8_t> bytes;
+    AppendLine(line, bytes);
+    LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+    ++runs;
+  }
+  return runs;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -72,7 +100,7 @@ int main(int argc, char** argv) {
       paths.push_back(entry.path());
     std::sort(paths.begin(), paths.end());
     for (const auto& path : paths) {
-      runs += RunWithVariants(ReadHex(path));
+      runs += path.extension() == ".hex" ? RunLines(path) : RunWithVariants(ReadHex(path));
       ++files;
     }
   }

@@ -1,24 +1,34 @@
 #!/usr/bin/env python3
-"""Turns the hexadecimal inputs of a folder into the binary files that a fuzzer reads.
+"""Turns the hexadecimal inputs of folders into the binary files that a fuzzer reads.
 
     make_fuzz_seeds.py FOLDER... TARGET
+
+A .txt file is one input, a .hex file one a line.
 """
 import pathlib
 import sys
 
 
+def read_line(text):
+    """The bytes of a line: hexadecimal words; "00*38" repeats a byte, "*3" at the end the whole line."""
+    words = text.split("#")[0].split()
+    repeat = 1
+    if words and words[-1].startswith("*"):
+        repeat = int(words.pop()[1:])
+    data = b""
+    for word in words:
+        digits, _, count = word.partition("*")
+        data += bytes.fromhex(digits.zfill(2)) * int(count or 1)
+    return data * repeat
+
+
 def read_hex(path):
     lines = path.read_text(encoding="utf-8").splitlines()
+    if path.suffix == ".hex":
+        return [data for data in map(read_line, lines) if data]
     if "hex" in lines:
         lines = lines[lines.index("hex") + 1:]
-    data = b""
-    for line in lines:
-        words = line.split("#")[0].split()
-        repeat = 1
-        if words and words[-1].startswith("*"):
-            repeat = int(words.pop()[1:])
-        data += bytes(int(word, 16) for word in words) * repeat
-    return data
+    return [b"".join(map(read_line, lines))]
 
 
 def main():
@@ -26,7 +36,8 @@ def main():
     target.mkdir(parents=True, exist_ok=True)
     for folder in folders:
         for path in sorted(folder.iterdir()):
-            (target / path.stem).write_bytes(read_hex(path))
+            for number, data in enumerate(read_hex(path)):
+                (target / f"{path.stem}-{number}").write_bytes(data)
 
 
 if __name__ == "__main__":

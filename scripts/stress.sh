@@ -29,3 +29,10 @@ part "300 two-sided edit scripts with kills" "WKT_SCRIPT_KILLS=1 RC_PARAMS=max_s
 # Whole synchronisations and applications killed at random instants, with edits between; then the command itself.
 part "500 kills with two partners and 300 jobs" WKT_KILLS=500 desktop/test_desktop 'SyncKill.*'
 part "100 killed commands" WKT_KILLS=100 tools/test_tools 'Kill.*'
+# Every platform call and every allocation of the scripts failing, one after the other.
+part "all faults" WKT_FAULTS=all sync/faults/test_faults '*'
+# Each fuzzing program; WKT_FUZZ_SECONDS for one of them.
+for program in $(sh scripts/fuzz.sh); do
+  echo "--- fuzzing $program"
+  sh scripts/fuzz.sh "$program" "${WKT_FUZZ_SECONDS:-300}"
+done

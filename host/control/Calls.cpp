@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <map>
 
+#include "host/coredll/Handles.h"
 #include "host/coredll/Text.h"
 
 namespace wkt::control {
@@ -123,6 +124,18 @@ bool ClearFailures() {
   const bool pending = host::AnyFailurePending();
   host::ClearFailures();
   return pending;
+}
+
+CallsUnwatched::CallsUnwatched() {
+  host::PauseCallHooks();
+}
+
+CallsUnwatched::~CallsUnwatched() {
+  host::ResumeCallHooks();
+}
+
+size_t OpenHandles() {
+  return host::CountHandles();
 }
 
 }  // namespace wkt::control

@@ -43,4 +43,17 @@ void FailCall(const std::string& name, uint32_t nth, uint32_t error);
 // failure happened.
 bool ClearFailures();
 
+// While it lives, calls are neither recorded nor counted nor failed: those of a test between the
+// calls of the program that it watches.
+class CallsUnwatched {
+ public:
+  CallsUnwatched();
+  ~CallsUnwatched();
+  CallsUnwatched(const CallsUnwatched&) = delete;
+  CallsUnwatched& operator=(const CallsUnwatched&) = delete;
+};
+
+// Open handles of all kinds, registry keys and searches included.
+size_t OpenHandles();
+
 }  // namespace wkt::control

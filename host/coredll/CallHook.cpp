@@ -20,8 +20,9 @@ struct HookState {
   bool recording = false;
   std::vector<CallRecord> records;
   std::vector<Failure> failures;
+  uint32_t pauses = 0;
 
-  void UpdateActive() { callHooksActive.store(recording || !failures.empty()); }
+  void UpdateActive() { callHooksActive.store(pauses == 0 && (recording || !failures.empty())); }
 };
 
 HookState& State() {
@@ -100,6 +101,20 @@ void ClearFailures() {
   HookState& state = State();
   const std::lock_guard guard(state.lock);
   state.failures.clear();
+  state.UpdateActive();
+}
+
+void PauseCallHooks() {
+  HookState& state = State();
+  const std::lock_guard guard(state.lock);
+  ++state.pauses;
+  state.UpdateActive();
+}
+
+void ResumeCallHooks() {
+  HookState& state = State();
+  const std::lock_guard guard(state.lock);
+  --state.pauses;
   state.UpdateActive();
 }
 

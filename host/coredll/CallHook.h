@@ -121,5 +121,8 @@ void FailCall(const std::string& name, uint32_t nth, uint32_t error);
 // Failures armed and not reached are dropped.
 void ClearFailures();
 bool AnyFailurePending();
+// While a positive number of these is under way nothing is recorded, counted or failed.
+void PauseCallHooks();
+void ResumeCallHooks();
 
 }  // namespace wkt::host

@@ -98,6 +98,12 @@ bool DropClosableHandle(const void* handle) {
   return false;
 }
 
+size_t CountHandles() {
+  HandleTable& table = Table();
+  const std::lock_guard guard(table.lock);
+  return table.slots.size() - table.freeSlots.size();
+}
+
 void DropAllHandles() {
   std::vector<std::shared_ptr<HandleObject>> dropped;
   HandleTable& table = Table();

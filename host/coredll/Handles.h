@@ -27,6 +27,8 @@ bool DropHandle(const void* handle, HandleKind kind);
 bool DropClosableHandle(const void* handle);
 // The device is being left: handles of all kinds go.
 void DropAllHandles();
+// Open ones of all kinds.
+size_t CountHandles();
 
 // T derives from HandleObject and names its kind in T::kKind.
 template <typename T>

@@ -304,6 +304,13 @@ DWORD StoreRanks::Removed(std::string_view key) {
   Block& block = group.blocks[place.block];
   if (block.count == 0)
     return database_.Volume().LastFailure();
+  size_t index = 0;
+  if (block.keys != nullptr) {
+    index = block.keys->Below(key);
+    // In a damaged volume the key may stand outside the block that it belongs to.
+    if (index == block.keys->Count() || block.keys->At(index) != key)
+      return database_.Volume().LastFailure();
+  }
   for (const auto& [level, first] :
        {std::pair{kBlockLevel, &block.first}, std::pair{kGroupLevel, &group.first}}) {
     if (const DWORD error = ChangeCount(level, *first, -1); error != ERROR_SUCCESS)
@@ -313,7 +320,7 @@ DWORD StoreRanks::Removed(std::string_view key) {
   --block.count;
   group.below.clear();
   if (block.keys != nullptr) {
-    block.keys->Erase(block.keys->Below(key));
+    block.keys->Erase(index);
     --keysInMemory_;
   }
   const auto isSmall = [&group](size_t left) {

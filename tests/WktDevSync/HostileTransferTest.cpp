@@ -172,6 +172,96 @@ TEST_F(HostileTransfer, TakesNoticesOf780BytesAndMore) {
   }
 }
 
+// Each byte of a packet is wrong once: what is refused leaves the record to be replaced as it is.
+TEST_F(HostileTransfer, RefusedBytesChangeNothing) {
+  for (const std::u16string folder : {kJobs, kTypes}) {
+    const CEOID oid = AddRecord(folder);
+    RawDatabase database(folder == kTypes ? u"WktDevTypes" : u"WktDevJobs");
+    const auto before = database.Read(oid);
+    const std::vector<uint8_t> whole = Bytes(folder);
+    size_t refused = 0;
+    for (size_t at = 0; at < whole.size(); ++at) {
+      std::vector<uint8_t> damaged = whole;
+      damaged[at] ^= 0x30;  // takes a '0' for a terminator
+      if (Put(folder, oid, damaged) == S_OK) {
+        database.Write(oid, *before);
+        continue;
+      }
+      ++refused;
+      ASSERT_EQ(database.Read(oid), before) << at;
+    }
+    EXPECT_GT(refused, 20u);
+    EXPECT_LT(refused, whole.size());
+    EXPECT_EQ(database.Count(), 1u);
+  }
+}
+
+// Terminators happen to stand where they have to now and then; then it is a packet.
+TEST_F(HostileTransfer, NoiseIsStoredWholeOrRefused) {
+  uint32_t state = 4711;
+  const auto random = [&state] { return state = state * 1664525 + 1013904223, state >> 8; };
+  constexpr char16_t kStart[] = u"Worktally\0act";
+  static_assert(sizeof(kStart) == 28);
+  uint32_t stored = 0;
+  for (int i = 0; i < 1000; ++i) {
+    std::vector<uint8_t> noise(random() % 4000);
+    for (uint8_t& byte : noise)
+      byte = random() % 4 ? 0 : static_cast<uint8_t>(random());
+    const bool startsWell = i % 2 != 0 && noise.size() > sizeof(kStart);
+    if (startsWell)
+      std::memcpy(noise.data(), kStart, sizeof(kStart));
+    const HRESULT result = Put(i % 4 < 2 ? kJobs : kTypes, 0, noise);
+    ASSERT_TRUE(result == E_UNEXPECTED || (result == S_OK && startsWell)) << i;
+    ASSERT_EQ(result == S_OK, writeSetup.oidNew != 0);
+    stored += result == S_OK;
+  }
+  EXPECT_GT(stored, 0u);
+  EXPECT_EQ(RawDatabase(u"WktDevJobs").Count(), stored);
+  EXPECT_FALSE(wkt::test::HasDatabase(u"WktDevTypes"));
+  EXPECT_EQ(RaisedNotices(), Lines{"Daily jobs changed"});
+}
+
+// Of a record that the desktop knows, whatever stood in the counts stays there.
+TEST_F(HostileTransfer, LeavesTheCountsAloneThatItHasNothingFor) {
+  const CEOID known =
+      RawDatabase(u"WktDevJobs").Add(RawJob(u"J1").Set(0x400B001F, u"0010100000000000000"));
+  const CEOID changed = AddRecord(kJobs);
+  for (const auto& [oid, flags, expectedChanged, expectedDeleted] :
+       {std::tuple(known, UINT{ONF_RECORD}, 0xDEADu, 0xBEEFu),
+        std::tuple(changed, UINT{ONF_RECORD | ONF_CHANGED}, 1u, 0xBEEFu),
+        std::tuple(changed, UINT{ONF_RECORD | ONF_DELETED}, 0xDEADu, 1u),
+        std::tuple(changed, UINT{ONF_CLEAR_CHANGE}, 0xDEADu, 0xBEEFu)}) {
+    notice = {};
+    notice.cbStruct = sizeof(notice);
+    SetName(notice.szObjType, kJobs);
+    notice.uFlags = flags;
+    notice.oidObject = oid;
+    notice.oidInfo.wObjType = OBJTYPE_RECORD;
+    notice.oidInfo.infRecord.oidParent = RawDatabase(u"WktDevJobs").GetOid();
+    notice.cOidChg = 0xDEAD;
+    notice.cOidDel = 0xBEEF;
+    EXPECT_EQ(provider.objectNotify(&notice), flags != ONF_CLEAR_CHANGE);
+    EXPECT_EQ(notice.cOidChg, expectedChanged) << flags;
+    EXPECT_EQ(notice.cOidDel, expectedDeleted) << flags;
+    EXPECT_EQ(notice.poid, flags == ONF_CLEAR_CHANGE ? nullptr : &notice.oidObject) << flags;
+  }
+}
+
+TEST_F(HostileTransfer, TouchesNothingInTheListOfAnUnknownFolder) {
+  FINDOBJINFO before;
+  std::memset(&before, 0xA5, sizeof(before));
+  before.uFlags = 0;
+  SetName(before.szObjType, u"Calendar");
+  FINDOBJINFO info = before;
+  RecordedCalls calls;
+  EXPECT_EQ(provider.findObjects(&info), S_OK);
+  info.uFlags = FO_DONE_ONE_VOL;
+  EXPECT_EQ(provider.findObjects(&info), S_OK);
+  EXPECT_EQ(calls.Take(), Lines{});
+  info.uFlags = 0;
+  EXPECT_EQ(std::memcmp(&info, &before, sizeof(info)), 0);
+}
+
 // Also with a volume mounted: the databases are in the object store all the same.
 TEST_F(HostileTransfer, LeavesTheVolumeMembersOfASetUpAlone) {
   WCHAR path[] = u"\\cards.vol";

@@ -134,6 +134,20 @@ TEST_F(ObjectTransfer, CutsStoredTextsToTheFieldsOfThePacket) {
   EXPECT_EQ(read.GetVersionNumber(), 123);
 }
 
+TEST_F(ObjectTransfer, CutsStoredTextsOfATypeToo) {
+  RawDatabase raw(u"WktDevTypes");
+  const CEOID oid = raw.Add(RawType(u"T1", 3)
+                                .Set(0x4029001F, u"0001000000000000001222222222222222")
+                                .Set(0x40220003, 123456)
+                                .Set(0x4028001F, std::u16string(30'000, u'c')));
+  const Packet packet = Get(kTypes, oid);
+  ASSERT_EQ(packet.result, RWRN_LAST_PACKET);
+  const CWktTypePacket read(packet.bytes, packet.byteCount);
+  EXPECT_EQ(std::u16string(read.GetFlags()), u"0001000000000000001");
+  EXPECT_EQ(read.GetVersionNumber(), 123);
+  EXPECT_EQ(std::u16string(read.GetComment()).size(), 30'000u);
+}
+
 TEST_F(ObjectTransfer, FailsWhereTheDatabaseCannotBeOpened) {
   const std::vector<uint8_t> job = JobBytes();
   const std::vector<uint8_t> type = TypeBytes();

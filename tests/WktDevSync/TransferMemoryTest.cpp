@@ -63,42 +63,51 @@ class TransferMemory : public wkt::test::DeskDeviceTest, public testing::WithPar
   using Operation = std::function<HRESULT(CEOID)>;
   using Judge = std::function<void(HRESULT, Left)>;
 
-  void FailEachRequest(const char16_t* databaseName, const RawRecord& old,
-                       const Operation& operation, const Judge& judge) {
-    const std::string asItIsToBe = Try(databaseName, old, operation);
+  // Runs the operation with each request failing, and once with none; `look` tells whether it was
+  // done all the same.
+  static void ForEachRequest(const std::function<HRESULT()>& operation,
+                             const std::function<bool(HRESULT)>& look) {
     int refused = 0;
     for (const auto extent :
          {AllocationFailure::Extent::OnlyThis, AllocationFailure::Extent::AllLater}) {
-      for (size_t nth = 1;; ++nth) {
-        HRESULT result = 0;
-        bool happened = false;
-        const std::string left = Try(databaseName, old, [&](CEOID oid) {
-          const AllocationFailure failure(nth, extent);
-          result = operation(oid);
-          happened = failure.Happened();
-          return result;
-        });
-        if (left != asItIsToBe) {
-          ++refused;
-          EXPECT_EQ(left, old.Describe()) << nth;
-        }
-        judge(result, left == asItIsToBe ? Left::AsItIsToBe : Left::AsItWas);
-        if (!happened)
-          break;
+      bool happened = true;
+      for (size_t nth = 1; happened; ++nth) {
         ASSERT_LT(nth, 500u);
+        HRESULT result = 0;
+        {
+          const AllocationFailure failure(nth, extent);
+          result = operation();
+          happened = failure.Happened();
+        }
+        refused += !look(result);
       }
     }
     EXPECT_GT(refused, 0) << "no failure stopped the operation";
   }
 
-  // The record after the operation, or "gone".
-  std::string Try(const char16_t* databaseName, const RawRecord& old, const Operation& operation) {
+  void FailEachRequest(const char16_t* databaseName, const RawRecord& old,
+                       const Operation& operation, const Judge& judge) {
     RawDatabase database(databaseName);
-    const CEOID oid = database.Add(old);
+    CEOID oid = database.Add(old);
     operation(oid);
+    const std::string asItIsToBe = TakeAway(database, oid);
+    oid = database.Add(old);
+    ForEachRequest([&] { return operation(oid); },
+                   [&](HRESULT result) {
+                     const std::string left = TakeAway(database, oid);
+                     oid = database.Add(old);
+                     const bool isDone = left == asItIsToBe;
+                     EXPECT_EQ(left, isDone ? asItIsToBe : old.Describe());
+                     judge(result, isDone ? Left::AsItIsToBe : Left::AsItWas);
+                     return isDone;
+                   });
+    TakeAway(database, oid);
+  }
+
+  // The record, or "gone"; gone it is then.
+  std::string TakeAway(RawDatabase& database, CEOID oid) {
     const auto record = database.Read(oid);
-    for (const CEOID any : database.List())
-      database.Delete(any);
+    database.Delete(oid);
     if (log)
       log->Take();
     return record ? record->Describe() : "gone";
@@ -143,6 +152,61 @@ TEST_P(TransferMemory, ATypeIsReplacedWholeOrNotAtAll) {
       [](HRESULT result, Left left) {
         ExpectSuccessOnlyWhenDone(result, left == Left::AsItIsToBe);
       });
+}
+
+TEST_P(TransferMemory, ARecordIsAddedWholeOrNotAtAll) {
+  for (const bool isTypes : {false, true}) {
+    RawDatabase database(isTypes ? u"WktDevTypes" : u"WktDevJobs");
+    auto setup = Named<REPLSETUP>(isTypes ? u"WktTypes" : u"WktActivities");
+    setup.dwFlags = RSF_NEW_OBJECT;
+    std::vector<uint8_t> bytes = isTypes ? TypeBytes() : JobBytes();
+    const auto put = [&] {
+      setup.oidNew = 0;
+      handler->Setup(&setup);
+      return handler->SetPacket(bytes.data(), static_cast<DWORD>(bytes.size()));
+    };
+    ASSERT_EQ(put(), S_OK);
+    const std::string whole = database.Read(setup.oidNew)->Describe();
+    database.Delete(setup.oidNew);
+    ForEachRequest(put, [&](HRESULT result) {
+      // S_OK whatever the addition returned; the identifier tells.
+      EXPECT_TRUE(result == S_OK || (result == E_UNEXPECTED && setup.oidNew == 0)) << result;
+      EXPECT_EQ(database.Count(), setup.oidNew != 0 ? 1u : 0u);
+      if (setup.oidNew == 0)
+        return false;
+      EXPECT_EQ(database.Read(setup.oidNew)->Describe(), whole);
+      database.Delete(setup.oidNew);
+      return true;
+    });
+  }
+}
+
+TEST_P(TransferMemory, APacketIsSentWholeOrNotAtAll) {
+  for (const bool isTypes : {false, true}) {
+    auto setup = Named<REPLSETUP>(isTypes ? u"WktTypes" : u"WktActivities");
+    setup.fRead = TRUE;
+    setup.oid = RawDatabase(isTypes ? u"WktDevTypes" : u"WktDevJobs").Add(isTypes ? Type() : Job());
+    handler->Setup(&setup);
+    BYTE* bytes = nullptr;
+    DWORD byteCount = 77;
+    const auto get = [&] {
+      bytes = nullptr;
+      byteCount = 77;
+      return handler->GetPacket(&bytes, &byteCount, 0);
+    };
+    ASSERT_EQ(get(), RWRN_LAST_PACKET);
+    const std::vector<BYTE> whole(bytes, bytes + byteCount);
+    ForEachRequest(get, [&](HRESULT result) {
+      if (result == RWRN_LAST_PACKET) {
+        EXPECT_EQ(std::vector<BYTE>(bytes, bytes + byteCount), whole);
+        return true;
+      }
+      EXPECT_EQ(result, RERR_BAD_OBJECT);
+      EXPECT_EQ(bytes, nullptr);
+      EXPECT_EQ(byteCount, 77u);
+      return false;
+    });
+  }
 }
 
 // Whether it could be saved or not, what went out needs not to go again.

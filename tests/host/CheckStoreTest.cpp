@@ -100,8 +100,9 @@ TEST_F(CheckStore, LostPlacesAreNamed) {
 }
 
 TEST_F(CheckStore, MovedPlacesAreNamed) {
-  Execute("UPDATE sort_" + number +
-          " SET key = CAST(x'00' || key AS BLOB) WHERE ord = 0 AND oid = " + std::to_string(record));
+  Execute(
+      "UPDATE sort_" + number +
+      " SET key = CAST(x'00' || key AS BLOB) WHERE ord = 0 AND oid = " + std::to_string(record));
   ExpectFindings({"database 'Things' record " + std::to_string(record) +
                   " is not in its place in sort order 0"});
 }
@@ -119,6 +120,12 @@ TEST_F(CheckStore, IdentifiersMustHaveBeenGivenOut) {
   ASSERT_FALSE(findings.empty());
   EXPECT_EQ(findings[0],
             path + ": database 'Things' uses object identifiers that were not given out");
+}
+
+TEST_F(CheckStore, OrdersThatCannotBeAreNamed) {
+  // 61,444 properties in a key that has room for three.
+  Execute("UPDATE catalogue SET sorts = x'010004F0" + std::string(56, '0') + "'");
+  ExpectFindings({"database 'Things' has a sort order that cannot be"});
 }
 
 TEST_F(CheckStore, MissingTablesAreNamed) {

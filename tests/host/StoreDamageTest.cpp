@@ -135,4 +135,28 @@ TEST_F(StoreFile, ADamagedRecordFailsItsReadAndNoOther) {
   sqlite3_close(connection);
 }
 
+TEST_F(StoreFile, AKeyOutOfItsPlaceFailsItsWriteAndNoOther) {
+  const SORTORDERSPECEX order = SortOrder({{PropertyId(1, CEVT_I4), 0}});
+  const CEOID oid = CreateDatabase(u"Sorted", 1, {order});
+  HANDLE handle = OpenDatabase(oid, CEDB_AUTOINCREMENT, &order);
+  std::vector<CEOID> records;
+  for (LONG number = 1; number <= 5; ++number)
+    records.push_back(Write(handle, 0, {LongValue(1, number)}));
+  wkt::control::LeaveDevice();
+  sqlite3* connection = nullptr;
+  ASSERT_EQ(sqlite3_open(File().c_str(), &connection), SQLITE_OK);
+  // The last record stands in front of all others.
+  const std::string damage = "UPDATE sort_" + std::to_string(oid) +
+                             " SET key = x'00' WHERE oid = " + std::to_string(records[4]);
+  ASSERT_EQ(sqlite3_exec(connection, damage.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+      << sqlite3_errmsg(connection);
+  sqlite3_close(connection);
+  device.Reopen();
+  handle = OpenDatabase(oid, CEDB_AUTOINCREMENT, &order);
+  EXPECT_EQ(CeSeekDatabase(handle, CEDB_SEEK_BEGINNING, 1, nullptr), records[0]);
+  EXPECT_EQ(Write(handle, records[4], {LongValue(1, 6)}), 0u);
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_GEN_FAILURE});
+  EXPECT_EQ(Write(handle, records[0], {LongValue(1, 7)}), records[0]);
+}
+
 }  // namespace

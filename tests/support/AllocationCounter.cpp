@@ -67,6 +67,12 @@ size_t AllocationCounter::Count() const {
   return requests - start;
 }
 
+RefusableCounter::RefusableCounter() : start(refusable) {}
+
+size_t RefusableCounter::Count() const {
+  return refusable - start;
+}
+
 AllocationFailure::AllocationFailure(size_t nth, Extent extent) {
   failed = false;
   failLater = extent == Extent::AllLater;

@@ -29,4 +29,14 @@ class AllocationFailure {
   [[nodiscard]] bool Happened() const;
 };
 
+// Counts requests that may answer null, those that AllocationFailure can refuse.
+class RefusableCounter {
+ public:
+  RefusableCounter();
+  [[nodiscard]] size_t Count() const;
+
+ private:
+  size_t start;
+};
+
 }  // namespace wkt::test

@@ -4,7 +4,10 @@
 
 #include <cstdio>
 #include <cstring>
+#include <optional>
+#include <set>
 
+#include "host/control/Calls.h"
 #include "platform/Files.h"
 #include "platform/Kernel.h"
 #include "platform/Registry.h"
@@ -82,8 +85,21 @@ UINT NumberPair(const Command& command, const std::string& key, UINT fallback) {
 }  // namespace
 
 Player::~Player() {
-  for (auto& [name, folder] : folders)
-    Release(folder);
+  ReleaseAll();
+}
+
+void Player::ReleaseAll() {
+  for (auto& [name, folder] : folders) {
+    while (folder.handler)
+      Release(folder);
+  }
+}
+
+void Player::Unload() {
+  ReleaseAll();
+  if (library)
+    FreeLibrary(library);
+  library = nullptr;
 }
 
 Player::Lines Player::Release(Folder& folder) {
@@ -96,9 +112,24 @@ Player::Lines Player::Release(Folder& folder) {
 }
 
 Player::Lines Player::Play(const Command& command) {
+  static const std::set<std::string> kOfTheApplication = {
+      "job", "type", "edit", "remove", "show", "registry", "volume", "window", "messages"};
+  static const std::set<std::string> kOfAHandler = {"setup", "get", "put", "reset", "delete"};
   const std::string verb = command.Word(0);
+  if (kOfTheApplication.contains(verb))
+    return PlayApplication(command);
   if (verb == "load")
     return Load();
+  if (!library)
+    return {"= no library"};
+  if (!kOfAHandler.contains(verb))
+    return PlayManager(command);
+  return FolderOf(command).handler ? PlayHandler(command) : Lines{"= no handler"};
+}
+
+Player::Lines Player::PlayApplication(const Command& command) {
+  const control::CallsUnwatched unwatched;
+  const std::string verb = command.Word(0);
   if (verb == "job" || verb == "type") {
     Command add = command;
     if (verb == "type")
@@ -117,10 +148,11 @@ Player::Lines Player::Play(const Command& command) {
     VolumeOf(command.Word(1));
     return {};
   }
-  if (verb == "window")
-    return Window(command.Word(1));
-  if (verb == "messages")
-    return Messages();
+  return verb == "window" ? Window(command.Word(1)) : Messages();
+}
+
+Player::Lines Player::PlayManager(const Command& command) {
+  const std::string verb = command.Word(0);
   if (verb == "init")
     return Init(command);
   if (verb == "end")
@@ -131,16 +163,6 @@ Player::Lines Player::Play(const Command& command) {
     return Find(command, FO_DONE_ONE_VOL);
   if (verb == "info")
     return Info(command);
-  if (verb == "setup")
-    return Setup(command);
-  if (verb == "get")
-    return Get(command);
-  if (verb == "put")
-    return Put(command);
-  if (verb == "reset")
-    return {"= " + ResultName(FolderOf(command).handler->Reset(&FolderOf(command).readSetup))};
-  if (verb == "delete")
-    return Delete(command);
   if (verb == "notify")
     return Notify(command);
   if (verb == "query")
@@ -150,6 +172,20 @@ Player::Lines Player::Play(const Command& command) {
   if (verb == "status")
     return {"= " + Truth(reportStatus(nullptr, static_cast<UINT>(std::stoul(command.Word(1))), 0))};
   return {"= no such command"};
+}
+
+Player::Lines Player::PlayHandler(const Command& command) {
+  const std::string verb = command.Word(0);
+  if (verb == "setup")
+    return Setup(command);
+  if (verb == "get")
+    return Get(command);
+  if (verb == "put")
+    return Put(command);
+  if (verb == "delete")
+    return Delete(command);
+  Folder& folder = FolderOf(command);
+  return {"= " + ResultName(folder.handler->Reset(&folder.readSetup))};
 }
 
 Player::Folder& Player::FolderOf(const Command& command) {
@@ -165,6 +201,7 @@ Player::Lines Player::Load() {
   library = LoadLibraryW(u"\\Program Files\\Worktally\\WktDevSync.dll");
   if (!library)
     return {"= not loaded: " + std::to_string(GetLastError())};
+  const control::CallsUnwatched unwatched;
   Resolve(library, u"InitObjType", initObjType);
   Resolve(library, u"ObjectNotify", objectNotify);
   Resolve(library, u"GetObjTypeInfo", getObjTypeInfo);
@@ -273,6 +310,7 @@ Player::Lines Player::Notify(const Command& command) {
   Folder& folder = FolderOf(command);
   CEGUID guid = {};
   OBJNOTIFY notice = {};
+  std::optional<control::CallsUnwatched> unwatched(std::in_place);
   notice.cbStruct = NumberPair(command, "size", sizeof(notice));
   SetName(notice.szObjType, folder.name);
   notice.uFlags = NotifyFlags(command.Word(3));
@@ -291,6 +329,7 @@ Player::Lines Player::Notify(const Command& command) {
     notice.lpbVolumeID = reinterpret_cast<BYTE*>(&guid);
     notice.cbVolumeID = NumberPair(command, "volume-size", sizeof(guid));
   }
+  unwatched.reset();
   const BOOL result = objectNotify(&notice);
   std::string line = "= " + Truth(result) + " changed " + std::to_string(notice.cOidChg) +
                      " deleted " + std::to_string(notice.cOidDel);

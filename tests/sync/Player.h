@@ -37,8 +37,13 @@ class Player {
   Player(const Player&) = delete;
   Player& operator=(const Player&) = delete;
 
-  // Answers of a command, each with "= " in front.
+  // Answers of a command, each with "= " in front. Platform calls of the script's own are unwatched
+  // (host/control/Calls.h); watched are those of the provider, and the call that loads it.
   std::vector<std::string> Play(const Command& command);
+  // Releases what is left of the handlers.
+  void ReleaseAll();
+  // Then the library.
+  void Unload();
 
  private:
   struct Folder {
@@ -51,6 +56,9 @@ class Player {
   };
   using Lines = std::vector<std::string>;
 
+  Lines PlayApplication(const Command& command);
+  Lines PlayManager(const Command& command);
+  Lines PlayHandler(const Command& command);
   Lines Load();
   Lines Init(const Command& command);
   Lines Find(const Command& command, UINT flags);
