@@ -30,7 +30,7 @@ class CheckDecisions(unittest.TestCase):
             return done.returncode, done.stderr
 
     def test_every_kind_of_name_is_found(self):
-        self.assertEqual(self.run_on("`Suite.DoesThis`, `.DoesThat`", "`Suite.*`", "`Model.Holds`", "same", "none",
+        self.assertEqual(self.run_on("`Suite.DoesThis`, `.DoesThat`", "`Suite.*`", "`Model.Holds`", "same", "none", "none: it cannot be",
                                      "`tests/sync/volume.txt`, `tests/sync/*.txt`", "`sync.Doubling.jobs`",
                                      "`device.values`", "`bench_store`"), (0, ""))
 
@@ -42,7 +42,7 @@ class CheckDecisions(unittest.TestCase):
             self.assertIn("docs/decisions.md:3: no such test", text)
 
     def test_a_row_without_a_name_is_refused(self):
-        for cell in ("the databases' tests", ""):
+        for cell in ("the databases' tests", "nonesuch", ""):
             code, text = self.run_on(cell)
             self.assertEqual(code, 1, cell)
             self.assertIn("names no test", text)
