@@ -420,6 +420,40 @@ TEST_F(WktDevLogTest, AKilledProcessLeavesWholeLinesToTheNextWriter) {
   }
 }
 
+// Hundreds of times a second it drops half of the file, since the older one is in the way.
+TEST_F(WktDevLogTest, AProcessKilledWhileItShortensTheFileLeavesWholeLines) {
+  device.SetNumber(kSettings, u"SizeLimit", 4096);
+  device.MakeFolder(kOlderFile);
+  for (int round = 0; round < 10; ++round) {
+    const pid_t other = Spawn("endless", "0");
+    const auto isShortened = [this] {
+      return device.ReadFile(kFile).find("bytes lost") != std::string::npos;
+    };
+    bool wasShortened = false;
+    for (int waits = 0; waits < 500 && !wasShortened; ++waits) {
+      usleep(10000);
+      wasShortened = isShortened();
+    }
+    EXPECT_TRUE(wasShortened);
+    usleep(static_cast<useconds_t>(round) * 1700);
+    kill(other, SIGKILL);
+    waitpid(other, nullptr, 0);
+    Start();
+    log->Line(256, u"own.");
+    const Lines lines = Written();
+    ASSERT_FALSE(lines.empty());
+    for (const std::string& line : lines) {
+      ASSERT_EQ(line.substr(0, kTime.size()), kTime);
+      if (line.find(" lost: ") == std::string::npos) {
+        ASSERT_EQ(line[line.find_last_not_of(' ')], '.') << line;
+      }
+    }
+    EXPECT_EQ(lines.back().substr(30, 4), "own.");
+    EXPECT_LE(device.ReadFile(kFile).size(), 4096u + 256u) << "the half line is written over first";
+    device.WriteFile(kFile, "");
+  }
+}
+
 TEST_F(WktDevLogTest, WhileAnotherHoldsTheLogLinesAreLostAndCounted) {
   Start();
   log->Line(256, u"before");
