@@ -22,7 +22,8 @@ class StringArray {
   void Add(const WideString& text, uint32_t tag = 0);
   void Add(const WCHAR* text, uint32_t tag = 0);
   void RemoveAt(int32_t index);
-  // Same count, and every text of the other occurs here; how often and where does not matter.
+  // Same count, and every text of the other occurs here. Kept: how often and where does not matter,
+  // nor whether the other has all of these.
   [[nodiscard]] bool EqualsAsSets(const StringArray& other) const;
 
  private:

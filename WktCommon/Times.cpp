@@ -11,7 +11,7 @@ constexpr int kSeparatorUnits = 5;
 constexpr size_t kPictureUnits = 32;
 constexpr int kMinutesPerHour = 60;
 
-// Filled on first use and kept: the regional settings of a running process do not change.
+// Kept: filled on first use and never again, so other regional settings show after a restart.
 WCHAR dateSeparator[kSeparatorUnits];
 WCHAR timeSeparator[kSeparatorUnits];
 
@@ -162,7 +162,7 @@ int32_t GetDaylightBiasAt(const FILETIME& time) {
   GetTimeZoneInformation(&zone);
   if (zone.StandardDate.wMonth == 0 || zone.DaylightDate.wMonth == 0)
     return 0;
-  // A transition on a day that does not exist counts as the beginning of time.
+  // Kept: a transition on a day that does not exist counts as the beginning of time.
   FILETIME standard = {};
   FILETIME daylight = {};
   SYSTEMTIME transition;

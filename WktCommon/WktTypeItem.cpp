@@ -35,7 +35,9 @@ int32_t SignedDecimal(DWORD value) {
   return static_cast<int32_t>(value);
 }
 
-// A number that no 32 bits can hold becomes the nearest one that they can, and no number 0.
+// Kept: truncated toward zero, so in numbers below 0, or too large for a single to hold them
+// exactly, a hundredth may be lost. A number that no 32 bits can hold becomes the nearest one that
+// they can, and no number 0.
 int32_t Hundredths(const WideString& text) {
   const double scaled = (static_cast<double>(text.ToNumber()) + kRoundingHelp) * 100;
   if (scaled >= std::numeric_limits<int32_t>::max())

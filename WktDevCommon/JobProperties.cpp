@@ -39,6 +39,7 @@ void StoreLocalDay(CJobLean& job, CEPROPVAL& value) {
 }
 
 void LoadLocalDay(CJobLean& job, const CEPROPVAL& value) {
+  // Kept: the record tells of a day that changes it, too, so one that is not today is told twice.
   LogLocalDay(value.val.filetime);
   job.SetLocalDayAsFileTime(value.val.filetime);
 }

@@ -150,7 +150,7 @@ void StoreFields(PropertyRows<Record> rows, Record& record, CEPROPVAL* values, i
 
 // Walks the table, not the values: a later field may override part of an earlier one. Every setter
 // stamps the record, so the stored modification time (row `modificationTimeAt`) is applied after
-// all of them. A stored time of 0 is no time: the record keeps the time of reading.
+// all of them. Kept: a stored time of 0 is no time, the record keeps the time of reading.
 template <class Record>
 void LoadRecord(PropertyRows<Record> rows, size_t modificationTimeAt, Record& record,
                 const PropertyValues& values) {

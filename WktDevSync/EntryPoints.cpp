@@ -131,6 +131,7 @@ void NotifyApplication(const wkt::LogScope& log) {
     if (!*folder.changed)
       continue;
     log.Write(wkt::kLogProgress, folder.notice);
+    // Kept: the flag goes whether or not the message could be posted.
     PostMessageW(window, folder.message, 0, 0);
     *folder.changed = 0;
   }
@@ -156,6 +157,7 @@ BOOL CEAPI DllMain(HANDLE /*instance*/, DWORD reason, LPVOID /*reserved*/) {
   if (reason == DLL_PROCESS_ATTACH) {
     Attach(log);
   } else {
+    // Kept: neither the logging library nor the volume is given back.
     log.Write(wkt::kLogModule, u"Module unloaded");
   }
   return TRUE;
