@@ -89,11 +89,13 @@ TEST_F(Layout, OfARegistryKey) {
   EXPECT_EQ(At<uint8_t>(behind, 0), 1) << "read only";
   EXPECT_EQ(At<REGSAM>(behind, 4), REGSAM{0xF003F}) << "since the key is to be created";
   EXPECT_EQ(At<void*>(behind, 8), nullptr);
-  const CRegistryKey user(HKEY_CURRENT_USER, u"a", TRUE, TRUE);
-  EXPECT_EQ(Narrow(reinterpret_cast<const WideString*>(reinterpret_cast<const char*>(&user) +
-                                                       2 * sizeof(HKEY))[1]
-                       .c_str()),
-            "HKEY_CURRENT_USER");
+  const auto rootNameOf = [](HKEY root) {
+    const CRegistryKey other(root, u"a", TRUE, TRUE);
+    const char* const fields = reinterpret_cast<const char*>(&other);
+    return Narrow(reinterpret_cast<const WideString*>(fields + 2 * sizeof(HKEY))[1].c_str());
+  };
+  EXPECT_EQ(rootNameOf(HKEY_CURRENT_USER), "HKEY_CURRENT_USER");
+  EXPECT_EQ(rootNameOf(HKEY_CLASSES_ROOT), "");
 }
 
 TEST_F(Layout, OfAJob) {

@@ -125,6 +125,17 @@ TEST_F(PropertyTable, CutsAFlagTextThatIsTooLong) {
   EXPECT_EQ(std::u16string(Load()->GetFlags()), u"1001000000000000000");
 }
 
+TEST_F(PropertyTable, CutsAFlagTextOfATypeThatIsTooLong) {
+  const std::u16string flags(30'000, u'1');
+  CEPROPVAL value = {};
+  value.propid = 0x4029001F;
+  value.val.lpwstr = const_cast<WCHAR*>(flags.c_str());
+  const wkt::TypePtr loaded(wkt::MakeType(3, FALSE));
+  CWktTypeDatabase::FillWktTypeBase(loaded.get(), {&value, 1});
+  EXPECT_EQ(std::u16string(loaded->GetFlags()), std::u16string(19, u'1'));
+  EXPECT_EQ(Text(loaded->GetUnused1()), u"");
+}
+
 TEST_F(PropertyTable, ReadsANullTextAsEmpty) {
   for (CEPROPVAL& value : values) {
     if ((value.propid & 0xFFFF) == CEVT_LPWSTR)

@@ -56,6 +56,18 @@ class EntryPointsTest : public wkt::test::DeskDeviceTest {
     EXPECT_EQ(name.at(request.cbData / 2 - 1), 0);
     return Narrow(name.data());
   }
+  // The partner's index as an enumeration tells it.
+  std::string PartnerIndex() {
+    FINDOBJINFO info = {};
+    std::copy_n(u"WktTypes", 9, info.szObjType);
+    capture.Take();
+    EXPECT_EQ(provider.findObjects(&info), S_OK);
+    for (const std::string& line : capture.Take()) {
+      if (const size_t at = line.find("pcNumber = "); at != std::string::npos)
+        return line.substr(at);
+    }
+    return "";
+  }
   // Raises a folder's flag: a valid packet arrives.
   template <class Packet>
   void Receive(IReplObjHandler* handler, const std::u16string& folder, const Packet& packet) {
@@ -232,10 +244,19 @@ TEST_F(EntryPointsTest, CleaningUpWithTheObjectStoreAsksToUnmountIt) {
 
 TEST_F(EntryPointsTest, WithoutMemoryThereIsNoHandler) {
   const wkt::test::AllocationFailure failure(1);
-  EXPECT_EQ(provider.Init(u"WktTypes", 1), nullptr);
+  EXPECT_EQ(provider.Init(u"WktTypes", 2), nullptr);
   EXPECT_TRUE(failure.Happened());
   ExpectLog(capture,
-            {">InitObjType", "4 Folder type = 'WktTypes'; Partner PC # = 1", "<InitObjType"});
+            {">InitObjType", "4 Folder type = 'WktTypes'; Partner PC # = 2", "<InitObjType"});
+  EXPECT_EQ(PartnerIndex(), "pcNumber = 1") << "the partner is kept all the same";
+}
+
+TEST_F(EntryPointsTest, CleaningUpLeavesThePartner) {
+  provider.Init(u"WktTypes", 2)->Release();
+  EXPECT_TRUE(provider.initObjType(nullptr, nullptr, 1));
+  EXPECT_EQ(PartnerIndex(), "pcNumber = 1");
+  provider.Init(u"WktTypes", 1)->Release();
+  EXPECT_EQ(PartnerIndex(), "pcNumber = 0");
 }
 
 TEST_F(EntryPointsTest, InitObjTypeWithoutAPlaceForTheHandlerDoesNotCrash) {
