@@ -5,8 +5,8 @@
 #
 # OUT (build/device by default) gets what is shipped: arm/ and x86/ with the two libraries, and install.json.
 # OUT/checks has what only the checks want: the probe library, ELF images, the images linked at another base;
-# OUT/work the CMake trees. With --twice each machine is
-# built a second time, in another folder and without the compiler cache, and the two must be byte-identical.
+# OUT/work the CMake trees. With --twice each machine is built a second time, from a copy of the sources in
+# another place, in another folder and without the compiler cache, and the two must be byte-identical.
 # Exit 77: the cross tools are not installed (1 with WKT_DEVICE_REQUIRED=1).
 set -eu
 cd "$(dirname "$0")/.."
@@ -33,14 +33,12 @@ fi
 # One cache for all working copies and build folders.
 export CCACHE_BASEDIR="$root" CCACHE_NOHASHDIR=1
 
-# tree MACHINE FOLDER: configure and build one tree.
+# tree MACHINE FOLDER SOURCES LAUNCHER: configure and build one tree.
 tree() {
-  launcher=
-  [ "$2" != "${2%-again}" ] || ! command -v ccache >/dev/null || launcher=ccache
   mkdir -p "$2"
   {
-    cmake -G Ninja -S device -B "$2" -DCMAKE_TOOLCHAIN_FILE="$root/device/cmake/ce-$1.cmake" \
-      -DCMAKE_CXX_COMPILER_LAUNCHER=$launcher && ninja -C "$2"
+    cmake -G Ninja -S "$3/device" -B "$2" -DCMAKE_TOOLCHAIN_FILE="$3/device/cmake/ce-$1.cmake" \
+      -DCMAKE_CXX_COMPILER_LAUNCHER="$4" && ninja -C "$2"
   } >"$2.log" 2>&1 || {
     grep -E -A6 'error|FAILED|undefined|elf2ce' "$2.log" | head -60 >&2
     echo "The device build for $1 failed; its whole output is in $2.log" >&2
@@ -48,8 +46,19 @@ tree() {
   }
 }
 
+# copy_sources FOLDER: what a device build reads, under a path of another length.
+copy_sources() {
+  mkdir -p "$1/tests/device"
+  cp -R CMakeLists.txt platform WktCommon WktDevCommon WktDevSync WktDevLog device "$1/"
+  cp -R tests/device/probe "$1/tests/device/"
+}
+
+launcher=
+! command -v ccache >/dev/null || launcher=ccache
+other=
+trap '[ -z "$other" ] || rm -rf "$other"' EXIT
 for machine in $machines; do
-  tree "$machine" "$out/work/$machine"
+  tree "$machine" "$out/work/$machine" "$root" "$launcher"
   checks=$out/checks/$machine
   mkdir -p "$out/$machine" "$checks"
   rm -f "$out/$machine"/* "$checks"/*
@@ -58,7 +67,8 @@ for machine in $machines; do
   cp "$checks/WktDevSync.dll" "$checks/WktDevLog.dll" "$out/$machine/"
   [ -n "$twice" ] || continue
   rm -rf "$out/work/$machine-again"
-  tree "$machine" "$out/work/$machine-again"
+  [ -n "$other" ] || { other=$(mktemp -d) && copy_sources "$other/another-place-for-the-sources"; }
+  tree "$machine" "$out/work/$machine-again" "$other/another-place-for-the-sources" ""
   for library in "$checks"/*.dll; do
     cmp "$library" "$out/work/$machine-again/${library##*/}" || {
       echo "Two builds of ${library##*/} for $machine differ" >&2

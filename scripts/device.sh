@@ -4,7 +4,7 @@ set -eu
 cd "$(dirname "$0")/.."
 ./dev deps base device
 sh scripts/device-build.sh --twice "$PWD/build/device"
-echo "Windows CE libraries in build/device, two builds byte-identical; installer description: build/device/install.json"
+echo "Windows CE libraries in build/device, two builds from two places byte-identical; installer description: build/device/install.json"
 for library in build/device/arm/*.dll build/device/x86/*.dll; do
   printf '%9d bytes  %s\n' "$(stat -c %s "$library")" "$library"
 done
