@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <sstream>
 #include <string>
 
 #include "platform/Errors.h"
@@ -15,6 +16,93 @@ namespace wkt::test {
 namespace {
 
 constexpr char16_t kProvider[] = u"\\Program Files\\Worktally\\WktDevSync.dll";
+
+// The device's clock stands at 08:00 UTC, in Vienna.
+constexpr char kLogTime[] = "2026-03-02 09:00:00.000 ";
+// Level and text of each line behind the time.
+constexpr char kWholeLog[] =
+    R"( 1024 WktDevSync.dll version 4.2 build 1 started.
+    1 > CJobDatabase::UpgradeJobDatabases
+    1   > CDatabaseAid::CDatabaseAid
+    2   < CDatabaseAid::CDatabaseAid
+    1   > CJobDatabase::CJobDatabase
+    2   < CJobDatabase::CJobDatabase
+    1   > CDatabaseAid::CDatabaseAid
+    2   < CDatabaseAid::CDatabaseAid
+    1   > CJobDatabase::CJobDatabase
+    2   < CJobDatabase::CJobDatabase
+    1   > CDatabaseAid::FindDatabase
+    4     pDBName = 'WktDevFavJobs'
+    8     Result (CEOID) = 0
+    2   < CDatabaseAid::FindDatabase
+    1   > CJobDatabase::~CJobDatabase
+    2   < CJobDatabase::~CJobDatabase
+    1   > CDatabaseAid::~CDatabaseAid
+    1     > CDatabaseAid::CloseDatabase
+    2     < CDatabaseAid::CloseDatabase
+    2   < CDatabaseAid::~CDatabaseAid
+    1   > CJobDatabase::~CJobDatabase
+    2   < CJobDatabase::~CJobDatabase
+    1   > CDatabaseAid::~CDatabaseAid
+    1     > CDatabaseAid::CloseDatabase
+    2     < CDatabaseAid::CloseDatabase
+    2   < CDatabaseAid::~CDatabaseAid
+    2 < CJobDatabase::UpgradeJobDatabases
+    2 < DllMain
+    1 > InitObjType
+    4   Folder type = 'WktTypes'; Partner PC # = 2
+    2 < InitObjType
+    1 > CDataHandler::Setup
+  256   Folder type = 'WktTypes'
+  256   Read request
+    2 < CDataHandler::Setup
+    1 > CDataHandler::GetPacket
+  256   Folder type = 'WktTypes'
+    1   > CDatabaseAid::CDatabaseAid
+    2   < CDatabaseAid::CDatabaseAid
+    1   > CWktTypeDatabase::CWktTypeDatabase
+    2   < CWktTypeDatabase::CWktTypeDatabase
+    1   > CDatabaseAid::Open
+    1     > CDatabaseAid::OpenDatabase
+    1       > CDatabaseAid::CloseDatabase
+    2       < CDatabaseAid::CloseDatabase
+    1       > CDatabaseAid::FindDatabase
+    4         pDBName = 'WktDevTypes'
+    8         Result (CEOID) = 0
+    2       < CDatabaseAid::FindDatabase
+    1       > CDatabaseAid::CreateDatabase
+    8         Result (CEOID) = O1
+    2       < CDatabaseAid::CreateDatabase
+  256       Created new database; CEOID = O1
+  256       Opened handle = H1
+    2     < CDatabaseAid::OpenDatabase
+    8     Result (BOOL) = 1
+    2   < CDatabaseAid::Open
+  128   Failed to find type in database; ceOid = O2
+    1   > CWktTypeDatabase::~CWktTypeDatabase
+    2   < CWktTypeDatabase::~CWktTypeDatabase
+    1   > CDatabaseAid::~CDatabaseAid
+    1     > CDatabaseAid::CloseDatabase
+  256       Closing handle = H1
+    2     < CDatabaseAid::CloseDatabase
+    2   < CDatabaseAid::~CDatabaseAid
+    8   Result (HRESULT) = -2146172671
+    2 < CDataHandler::GetPacket
+    1 > DllMain
+ 1024   Module unloaded
+    2 < DllMain
+)";
+
+// Without what every line begins with.
+LogLines LinesOf(const std::string& text, const std::string& start) {
+  LogLines lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) {
+    EXPECT_TRUE(line.starts_with(start)) << line;
+    lines.push_back(line.substr(std::min(start.size(), line.size())));
+  }
+  return lines;
+}
 
 template <class Function>
 Function Entry(HMODULE library, const char16_t* name) {
@@ -64,6 +152,7 @@ TEST_F(Library, AnswersTheVolumeNameAndAnUnknownFolder) {
   EXPECT_EQ(Entry<GetObjTypeInfoFunction>(library, u"GetObjTypeInfo")(&information), FALSE);
 }
 
+// Provider and logging library together: what stands in the file, from its first line to its last.
 TEST_F(Library, TheLoggingLibraryWritesItsFile) {
   device.InstallLibraries();
   HMODULE const library = LoadLibraryW(kProvider);
@@ -72,11 +161,20 @@ TEST_F(Library, TheLoggingLibraryWritesItsFile) {
   IReplObjHandler* handler = nullptr;
   ASSERT_EQ(Entry<InitObjTypeFunction>(library, u"InitObjType")(folder, &handler, 2), TRUE);
   ASSERT_NE(handler, nullptr);
+  REPLSETUP setup = {};
+  setup.cbStruct = sizeof(setup);
+  setup.fRead = TRUE;
+  setup.oid = 4711;
+  std::copy(std::begin(folder), std::end(folder), setup.szObjType);
+  EXPECT_EQ(handler->Setup(&setup), S_OK);
+  BYTE* bytes = nullptr;
+  DWORD byteCount = 0;
+  EXPECT_EQ(handler->GetPacket(&bytes, &byteCount, 8192), static_cast<HRESULT>(0x80140101));
   EXPECT_EQ(handler->Release(), 0u);
+  EXPECT_TRUE(FreeLibrary(library));
   const std::string file =
       device.ReadFile(u"\\Program Files\\Worktally\\Logging\\WktDevSync.log.txt");
-  EXPECT_NE(file.find("WktDevSync.dll version 4.2 build 1 started."), std::string::npos) << file;
-  EXPECT_NE(file.find("Folder type = 'WktTypes'; Partner PC # = 2"), std::string::npos) << file;
+  ExpectLog(LinesOf(file, kLogTime), LinesOf(kWholeLog, ""));
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 """Hold a device library against what it has to be: headers, imports, exports, version.
 
 usage: check_image.py LIBRARY --machine arm|x86 --exports NAME,NAME --functions FILE --column NAME --version a.b.c.d
+       [--limit BYTES]
 """
 import argparse
 import pathlib
@@ -39,6 +40,9 @@ def faults(options):
         yield "checksum is wrong"
     if optional.DATA_DIRECTORY[5].Size == 0 or not hasattr(image, "DIRECTORY_ENTRY_BASERELOC"):
         yield "no base relocations"
+    size = pathlib.Path(options.library).stat().st_size
+    if options.limit and size > options.limit:
+        yield f"{size} bytes, more than {options.limit}"
     yield from import_faults(image, options)
     exports = getattr(image, "DIRECTORY_ENTRY_EXPORT", None)
     names = [symbol.name.decode() for symbol in exports.symbols] if exports else []
@@ -79,6 +83,7 @@ def main():
     parser.add_argument("library")
     for name in ("machine", "exports", "functions", "column", "version"):
         parser.add_argument("--" + name, required=True)
+    parser.add_argument("--limit", type=int, default=0)
     options = parser.parse_args()
     found = list(faults(options))
     for fault in found:
