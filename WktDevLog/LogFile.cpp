@@ -71,6 +71,13 @@ HANDLE OpenPresentFile(const LogFile& file, DWORD mode) {
                      nullptr, mode, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
+// Without a place for the upper half, an offset from 2^31 on would count as one before the
+// beginning.
+void MoveTo(HANDLE handle, DWORD offset) {
+  LONG upperHalf = 0;
+  SetFilePointer(handle, static_cast<LONG>(offset), &upperHalf, FILE_BEGIN);
+}
+
 // The place behind the last whole line. A half one, of a process that was killed while it wrote,
 // stands behind it.
 DWORD FindEndOfLines(HANDLE handle, DWORD size) {
@@ -79,7 +86,7 @@ DWORD FindEndOfLines(HANDLE handle, DWORD size) {
     char bytes[kTailBytes];
     const DWORD count = end < kTailBytes ? end : kTailBytes;
     DWORD read = 0;
-    SetFilePointer(handle, static_cast<LONG>(end - count), nullptr, FILE_BEGIN);
+    MoveTo(handle, end - count);
     if (!ReadFile(handle, bytes, count, &read, nullptr) || read != count)
       return size;
     for (DWORD i = count; i > 0; --i) {
@@ -100,7 +107,7 @@ bool WriteWhole(HANDLE handle, const char* bytes, DWORD byteCount) {
 
 // False when the line is not whole in the file: no room on the disk.
 bool WriteOver(HANDLE handle, DWORD from, DWORD size, const char* line, DWORD byteCount) {
-  SetFilePointer(handle, static_cast<LONG>(from), nullptr, FILE_BEGIN);
+  MoveTo(handle, from);
   const DWORD torn = size - from;
   if (torn <= byteCount)
     return WriteWhole(handle, line, byteCount);
@@ -114,7 +121,7 @@ bool WriteOver(HANDLE handle, DWORD from, DWORD size, const char* line, DWORD by
 DWORD ReadNewestLines(HANDLE handle, DWORD size, char* lines, DWORD room) {
   const DWORD count = std::min(size, room);
   DWORD read = 0;
-  SetFilePointer(handle, static_cast<LONG>(size - count), nullptr, FILE_BEGIN);
+  MoveTo(handle, size - count);
   if (!ReadFile(handle, lines, count, &read, nullptr) || read != count)
     return 0;
   DWORD first = 0;

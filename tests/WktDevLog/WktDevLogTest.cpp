@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <sstream>
 #include <thread>
@@ -167,6 +168,24 @@ TEST_F(WktDevLogTest, AFullFileBecomesTheOlderOne) {
   EXPECT_EQ(older.size(), 40u);
   EXPECT_EQ(older.front().substr(30, 3), "40x");
   EXPECT_EQ(present.back().substr(30, 3), "99x");
+}
+
+// The file has a hole of two gigabytes in front of its last line feed.
+TEST_F(WktDevLogTest, LinesGoBehindTheSecondGigabyte) {
+  device.SetNumber(kSettings, u"SizeLimit", 0xFFFFFFFF);
+  device.WriteFile(kFile, "first\n");
+  constexpr std::streamoff kEnd = (std::streamoff{1} << 31) + 1000;
+  std::fstream file(device.MachinePath(kFile), std::ios::in | std::ios::out | std::ios::binary);
+  file.seekp(kEnd - 1).put('\n').flush();
+  Start();
+  log->Line(256, u"next");
+  std::string line;
+  file.seekg(kEnd);
+  EXPECT_TRUE(std::getline(file, line));
+  EXPECT_EQ(line, kTime + "  256 next");
+  file.seekg(0);
+  EXPECT_TRUE(std::getline(file, line));
+  EXPECT_EQ(line, "first");
 }
 
 TEST_F(WktDevLogTest, ASizeLimitBelowTheSmallestIsTheSmallest) {
