@@ -11,7 +11,7 @@ namespace {
 
 constexpr size_t kFirstUnits = 256;
 // Longest text of a line in UTF-16 units; more is cut.
-constexpr size_t kMaxUnits = 16 * 1024;
+constexpr size_t kMaxUnits = 16384;
 constexpr size_t kStartUnits = 64;
 constexpr int32_t kDeepestIndent = 40;
 constexpr uint32_t kReplacement = 0xFFFD;

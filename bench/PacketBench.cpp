@@ -2,8 +2,8 @@
 // Processor time; all competitors of a table take turns in one run; medians. The jobs do not fit
 // into the caches next to the processor, so a machine that is busy with other things shows our
 // larger packets slower than they are; instructions (callgrind) do not move.
-#include <time.h>
 #include <unistd.h>
+#include <ctime>
 
 #include <algorithm>
 #include <cstdio>

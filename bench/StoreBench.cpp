@@ -1,7 +1,7 @@
 // The object store against raw SQLite, side by side in one run: processor time per operation,
 // medians of interleaved rounds. --full adds 1,000,000 records.
 #include <sys/stat.h>
-#include <time.h>
+#include <ctime>
 
 #include <algorithm>
 #include <cstdio>

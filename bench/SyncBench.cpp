@@ -2,7 +2,7 @@
 // side by side in one run: processor time per call, medians of interleaved rounds, no logging
 // library on the device. --full adds 1,000,000 records for FindObjects.
 #include <malloc.h>
-#include <time.h>
+#include <ctime>
 
 #include <algorithm>
 #include <cstdio>
@@ -323,7 +323,8 @@ void Measure(const std::string& folder, uint32_t count, bool isFindOnly) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc > 1 && std::strcmp(argv[1], "build") == 0) return MeasureBuilding(), 0;
+  if (argc > 1 && std::strcmp(argv[1], "build") == 0)
+    return MeasureBuilding(), 0;
   const bool isFull = argc > 1 && std::strcmp(argv[1], "--full") == 0;
   printf("%-34s %9s %9s %9s %7s %6s\n", "us of processor time per call", "records", "ours", "raw",
          "ratio", "goal");

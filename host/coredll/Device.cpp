@@ -3,8 +3,8 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <time.h>
 #include <unistd.h>
+#include <ctime>
 
 #include <array>
 #include <atomic>

@@ -1,7 +1,7 @@
 // Times of files: the machine keeps them, the device's clock gives them.
 #pragma once
 
-#include <time.h>
+#include <ctime>
 
 #include "platform/Types.h"
 

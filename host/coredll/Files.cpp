@@ -150,9 +150,10 @@ DWORD Seek(HANDLE handle, LONG distance, LONG* distanceHigh, DWORD method) {
   if (method > FILE_END)
     return Fail(ERROR_INVALID_PARAMETER, INVALID_SET_FILE_POINTER);
   int64_t offset = distance;
-  if (distanceHigh != nullptr)
+  if (distanceHigh != nullptr) {
     offset = static_cast<int64_t>((static_cast<uint64_t>(*distanceHigh) << 32) |
                                   static_cast<uint32_t>(distance));
+  }
   const int whence = method == FILE_BEGIN ? SEEK_SET : method == FILE_CURRENT ? SEEK_CUR : SEEK_END;
   const off_t before = lseek(open->file.Get(), 0, SEEK_CUR);
   const off_t position = lseek(open->file.Get(), offset, whence);

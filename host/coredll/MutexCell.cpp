@@ -2,8 +2,8 @@
 
 #include <linux/futex.h>
 #include <sys/syscall.h>
-#include <time.h>
 #include <unistd.h>
+#include <ctime>
 
 #include <algorithm>
 #include <climits>
@@ -76,9 +76,10 @@ bool Release(MutexCell& cell) {
   if (--cell.recursion > 0)
     return true;
   cell.owner.store(0);
-  if (cell.waiters.load() != 0)
+  if (cell.waiters.load() != 0) {
     syscall(SYS_futex, reinterpret_cast<uint32_t*>(&cell.owner), FUTEX_WAKE, 1, nullptr, nullptr,
             0);
+  }
   return true;
 }
 
