@@ -5,65 +5,14 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <vector>
 
-#ifdef _WIN32
-#include <windows.h>
-using Unit = wchar_t;
-#else
-#include "platform/Platform.h"
-using Unit = WCHAR;
-#endif
+#include "tests/platform/foreign/AnswerText.h"
 
 namespace wkt::foreign {
 
 namespace {
 
-using Text = std::basic_string<Unit>;
-
 constexpr char kUnterminated[] = " unterminated";
-
-Text Decode(const std::string& coded) {
-  Text text;
-  for (size_t i = 0; i < coded.size(); ++i) {
-    if (coded[i] != '\\' || i + 4 >= coded.size()) {
-      text += static_cast<Unit>(static_cast<unsigned char>(coded[i]));
-      continue;
-    }
-    text += static_cast<Unit>(strtoul(coded.substr(i + 1, 4).c_str(), nullptr, 16));
-    i += 4;
-  }
-  return text;
-}
-
-std::string Encode(const Unit* text, size_t length) {
-  std::string coded;
-  for (size_t i = 0; i < length; ++i) {
-    const auto unit = static_cast<unsigned>(text[i]);
-    char escaped[8];
-    snprintf(escaped, sizeof(escaped), "\\%04X", unit & 0xFFFF);
-    coded += unit < 32 || unit > 126 || unit == '\\' ? std::string(escaped)
-                                                     : std::string(1, static_cast<char>(unit));
-  }
-  return coded;
-}
-
-// Takes a question apart: words up to a blank, and the rest of the line.
-class Reader {
- public:
-  explicit Reader(const std::string& line) : rest_(line) {}
-  std::string Word() {
-    const size_t end = rest_.find(' ');
-    const std::string word = rest_.substr(0, end);
-    rest_ = end == std::string::npos ? "" : rest_.substr(end + 1);
-    return word;
-  }
-  long long Number() { return strtoll(Word().c_str(), nullptr, 0); }
-  [[nodiscard]] const std::string& Rest() const { return rest_; }
-
- private:
-  std::string rest_;
-};
 
 WORD TakeWord(Reader& reader) {
   return static_cast<WORD>(reader.Number());
@@ -206,11 +155,22 @@ std::string AnswerWtol(Reader& reader) {
   return std::to_string(static_cast<int32_t>(_wtol(Decode(reader.Rest()).c_str())));
 }
 
+double ReadDouble(const Unit* text, Unit** end) {
+#ifdef _WIN32
+  // The compiler's library has one of its own; the system's is asked.
+  static const auto read = reinterpret_cast<double (*)(const Unit*, Unit**)>(
+      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("msvcrt.dll"), "wcstod")));
+  return read(text, end);
+#else
+  return wcstod(text, end);
+#endif
+}
+
 // wcstod text: the value's bits and the number of units used
 std::string AnswerWcstod(Reader& reader) {
   const Text text = Decode(reader.Rest());
   Unit* end = nullptr;
-  const double value = wcstod(text.c_str(), &end);
+  const double value = ReadDouble(text.c_str(), &end);
   uint64_t bits = 0;
   memcpy(&bits, &value, sizeof(bits));
   char answer[40];
@@ -322,10 +282,11 @@ std::string Answer(const std::string& question) {
   static constexpr struct {
     const char* name;
     std::string (*answer)(Reader&);
-  } kKinds[] = {{"ticks", AnswerTicks}, {"calendar", AnswerCalendar}, {"date", AnswerDate},
-                {"time", AnswerTime},   {"local", AnswerLocal},       {"itow", AnswerItow},
-                {"wtol", AnswerWtol},   {"wcstod", AnswerWcstod},     {"class", AnswerClass},
-                {"print", AnswerPrint}, {"ncpy", AnswerCopy},         {"find", AnswerFind}};
+  } kKinds[] = {{"ticks", AnswerTicks},      {"calendar", AnswerCalendar}, {"date", AnswerDate},
+                {"time", AnswerTime},        {"local", AnswerLocal},       {"itow", AnswerItow},
+                {"wtol", AnswerWtol},        {"wcstod", AnswerWcstod},     {"class", AnswerClass},
+                {"print", AnswerPrint},      {"ncpy", AnswerCopy},         {"find", AnswerFind},
+                {"registry", AnswerRegistry}};
   Reader reader(question);
   const std::string name = reader.Word();
   for (const auto& kind : kKinds) {

@@ -1,11 +1,18 @@
-// Answers questions from standard input on a Windows, real or not: each line "question -> ..."
-// comes back with that system's answer.
+// Answers questions on a Windows, real or not: each line "question -> ..." of the standard input
+// comes back with that system's answer. With the argument "random" the answers to all questions of
+// Questions.h, one a line, without the questions.
 #include <cstdio>
 #include <string>
 
 #include "tests/platform/foreign/Answer.h"
+#include "tests/platform/foreign/Questions.h"
 
-int main() {
+int main(int count, char**) {
+  if (count > 1) {
+    for (uint32_t number = 0; number < wkt::foreign::kQuestionCount; ++number)
+      printf("%s\n", wkt::foreign::Answer(wkt::foreign::Question(number)).c_str());
+    return 0;
+  }
   std::string line;
   for (int unit = getchar();; unit = getchar()) {
     if (unit != '\n' && unit != EOF) {
