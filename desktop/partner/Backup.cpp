@@ -130,6 +130,10 @@ bool IsPlainPath(const std::string& path) {
 
 BackupInfo Walk(const std::string& file,
                 const std::function<void(const std::string&, const std::string&)>& visit) {
+  std::error_code ignored;
+  if (!fs::exists(file, ignored)) {
+    throw Failure("there is no file " + file, ExitCode::Usage);
+  }
   if (!IsDatabaseFile(file)) {
     throw Failure(file + " is not a backup of ours", ExitCode::Usage);
   }

@@ -58,7 +58,7 @@ void CopyDatabase(const std::string& from, const std::string& to) {
   const Database source = OpenDatabase(from, SQLITE_OPEN_READWRITE);
   // What a killed process left in the log stays there: nothing about the source changes.
   std::error_code ignored;
-  const bool hasLog = fs::file_size(from + "-wal", ignored) > 0 && !ignored;
+  const bool hasLog = fs::exists(from + "-wal", ignored);
   sqlite3_db_config(source.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, hasLog ? 1 : 0, nullptr);
   const Database target = OpenDatabase(to, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
   sqlite3_backup* backup = sqlite3_backup_init(target.get(), "main", source.get(), "main");

@@ -4,6 +4,7 @@
 #include <unicode/ustring.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -43,6 +44,10 @@ int FirstWrongLine(std::string_view content) {
 }  // namespace
 
 std::string ReadImportFile(const std::string& path) {
+  std::error_code ignored;
+  if (std::filesystem::is_directory(path, ignored)) {
+    throw Failure(path + " is a folder, expected a file", ExitCode::Usage);
+  }
   std::ifstream file(path, std::ios::binary | std::ios::ate);
   if (!file) {
     throw Failure("cannot read " + path, ExitCode::Usage);

@@ -92,7 +92,18 @@ void Store::Finalizer::operator()(sqlite3_stmt* statement) const {
 }
 
 void Store::Fail(const char* doing) {
+  const int code = database_ ? sqlite3_errcode(database_) : SQLITE_NOMEM;
   const std::string why = database_ ? sqlite3_errmsg(database_) : "out of memory";
+  if (code == SQLITE_NOTADB || code == SQLITE_CORRUPT) {
+    throw Failure(path_ + " is damaged (" + why +
+                  "); put a backup in its place with 'wkt restore', or name a new folder: a first "
+                  "synchronisation fills it from the device");
+  }
+  if (code == SQLITE_READONLY) {
+    throw Failure(path_ +
+                  " cannot be written, which reading it needs, too; make its folder "
+                  "writable or copy it");
+  }
   throw Failure(std::string(doing) + " " + path_ + ": " + why);
 }
 

@@ -27,17 +27,6 @@ TEST_F(Command, WrongArgumentsAreUsageErrors) {
   }
 }
 
-TEST_F(Command, HelpHasExamples) {
-  for (const std::vector<std::string>& arguments : {std::vector<std::string>{"sync", "--help"},
-                                                    {"job", "add", "--help"},
-                                                    {"device", "new", "--help"},
-                                                    {"import", "--help"}}) {
-    const CommandResult result = Run(arguments);
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_NE(result.out.find("Examples:\n  wkt "), std::string::npos) << result.out;
-  }
-}
-
 TEST_F(Command, DeviceIsInstalledAsAnInstallerWould) {
   MakeDevice("pocket");
   const json report = json::parse(Run({"device", "show", "pocket", "--json"}).out);
@@ -49,8 +38,12 @@ TEST_F(Command, DeviceIsInstalledAsAnInstallerWould) {
 }
 
 TEST_F(Command, FailedNewDeviceLeavesNothingBehind) {
-  EXPECT_EQ(Run({"device", "new", "deep/er/pocket", "--zone", "Mars/Base"}).exitCode, 4);
+  EXPECT_EQ(Run({"device", "new", "deep/er/pocket", "--zone", "Mars/Base"}).exitCode, 2);
+  EXPECT_FALSE(std::filesystem::exists(Path("deep/er/pocket")));
   EXPECT_EQ(Run({"device", "new", "deep/er/pocket"}).exitCode, 0);
+  std::ofstream(Path("file")).close();
+  EXPECT_EQ(Run({"device", "new", "file"}).exitCode, 4);
+  EXPECT_TRUE(std::filesystem::is_regular_file(Path("file"))) << "somebody's file";
 }
 
 TEST_F(Command, RecordsWithoutANameAreRefused) {
@@ -63,47 +56,15 @@ TEST_F(Command, RecordsWithoutANameAreRefused) {
   EXPECT_EQ(json::parse(Run({"job", "list", "pocket", "--json"}).out).size(), 0u);
 }
 
-// Numbers and titles of a table are those of the JSON report.
-TEST_F(Command, TextAndJsonAgree) {
-  MakeDevice("pocket");
-  ASSERT_EQ(
-      Run({"import", "pocket", std::string(WKT_SOURCE) + "/data/sample/sample.json"}).exitCode, 0);
-  const json jobs = json::parse(Run({"job", "list", "pocket", "--json"}).out);
-  const std::string table = Run({"job", "list", "pocket"}).out;
-  EXPECT_EQ(static_cast<size_t>(std::count(table.begin(), table.end(), '\n')), jobs.size() + 1);
-  for (const json& job : jobs) {
-    EXPECT_NE(
-        table.find("#" + job["resolved"]["number"].dump() + "  " + job["day"].get<std::string>()),
-        std::string::npos);
-  }
-  const std::string text = Run({"sync", "pocket", "desk", "--dry-run"}).out;
-  const json report = json::parse(Run({"sync", "pocket", "desk", "--dry-run", "--json"}).out);
-  for (const json& row : report["folders"]) {
-    std::string line = row["folder"].get<std::string>();
-    for (const char* column : {"toDesktop", "toDevice", "deletedOnDesktop", "deletedOnDevice",
-                               "conflicts", "failed", "onDevice", "onDesktop"}) {
-      line += " +" + row[column].dump();
-    }
-    EXPECT_TRUE(std::regex_search(text, std::regex(line))) << line << "\n" << text;
-  }
-}
-
-TEST_F(Command, DryRunChangesNothing) {
-  MakeDevice("pocket");
-  ASSERT_EQ(Run({"job", "add", "pocket", "--title", "a"}).exitCode, 0);
-  ASSERT_EQ(Run({"sync", "pocket", "desk", "--dry-run"}).exitCode, 0);
-  EXPECT_FALSE(std::filesystem::exists(Path("desk")));
-  EXPECT_EQ(
-      json::parse(Run({"status", "pocket", "--json"}).out)["folders"][2]["changedForPartner1"], 1);
-}
-
+// Each code by a situation of its own.
 TEST_F(Command, ExitCodesAreThoseWrittenDown) {
   MakeDevice("pocket");
   ASSERT_EQ(Run({"job", "add", "pocket", "--title", "a"}).exitCode, 0);
-  EXPECT_EQ(Run({"sync", "pocket", "desk"}).exitCode, 0);
+  EXPECT_EQ(Run({"sync", "pocket", "desk"}).exitCode, 0) << "done";
   Run({"job", "change", "pocket", "a", "--comment", "device"});
   Run({"job", "change", "desk", "a", "--comment", "desktop"});
-  EXPECT_EQ(Run({"sync", "pocket", "desk"}).exitCode, 1);
+  EXPECT_EQ(Run({"sync", "pocket", "desk"}).exitCode, 1) << "done with a conflict";
+  EXPECT_EQ(Run({"sync", "pocket", "desk", "--conflict", "nobody"}).exitCode, 2) << "usage";
   for (int i = 0; i < 11; ++i) {
     Run({"job", "add", "desk", "--title", "many " + std::to_string(i)});
   }
@@ -112,11 +73,116 @@ TEST_F(Command, ExitCodesAreThoseWrittenDown) {
     Run({"job", "delete", "desk", "many " + std::to_string(i)});
   }
   const CommandResult refused = Run({"sync", "pocket", "desk"});
-  EXPECT_EQ(refused.exitCode, 5);
+  EXPECT_EQ(refused.exitCode, 5) << "the guard";
   EXPECT_NE(refused.err.find("--allow-delete"), std::string::npos);
+  EXPECT_EQ(json::parse(Run({"job", "list", "pocket", "--json"}).out).size(), 12u);
   EXPECT_EQ(Run({"sync", "pocket", "desk", "--allow-delete"}).exitCode, 0);
+
+  // A folder whose provider cannot list fails alone.
+  std::filesystem::create_directories(Path("pocket/files/Windows"));
+  std::filesystem::copy(WKT_FAKE_WITHOUT_LIST, Path("pocket/files/Windows/NoList.dll"));
+  std::ofstream(Path("key.txt"))
+      << "worktally-registry 1\n[HKEY_LOCAL_MACHINE\\Windows CE Services\\Synchronization\\Objects"
+         "\\WktFavorites]\n\"Store\"=\"\\\\Windows\\\\NoList.dll\"\n; end\n";
+  ASSERT_EQ(Run({"device", "registry", "import", "pocket", "key.txt"}).exitCode, 0);
+  Run({"job", "add", "pocket", "--title", "b"});
+  const CommandResult some = Run({"sync", "pocket", "desk"});
+  EXPECT_EQ(some.exitCode, 3) << "some failed";
+  EXPECT_NE(some.out.find("favorites: the provider cannot list its objects (no FindObjects). "
+                          "Nothing is deleted in this folder."),
+            std::string::npos)
+      << some.out;
+  EXPECT_EQ(json::parse(Run({"job", "list", "desk", "--json"}).out).size(), 2u)
+      << "the others are done";
+
   std::filesystem::remove(Path("pocket/files/Program Files/Worktally/WktDevSync.dll"));
+  EXPECT_EQ(Run({"sync", "pocket", "desk"}).exitCode, 4) << "nothing was changed";
+  EXPECT_EQ(Run({"sync", "pocket", "fresh"}).exitCode, 4);
+  EXPECT_FALSE(std::filesystem::exists(Path("fresh")));
+}
+
+TEST_F(Command, FoldersOfAnotherKindAreNotTaken) {
+  MakeDevice("pocket");
+  ASSERT_EQ(Run({"sync", "pocket", "desk"}).exitCode, 0);
+  std::filesystem::create_directory(Path("letters"));
+  std::ofstream(Path("letters/dear")) << "sir";
+  std::ofstream(Path("file")) << "x";
+  const struct {
+    std::vector<std::string> arguments;
+    const char* problem;
+  } cases[] = {
+      {{"sync", "pocket", "letters"},
+       "letters is no partner's folder, and not empty; name another or a new one"},
+      {{"sync", "pocket", "file"}, "file is a file; name the partner's folder, or a new one"},
+      {{"sync", "pocket", "pocket"}, "pocket is a device; the second folder is the partner's"},
+      {{"sync", "desk", "pocket"}, "desk is not a device; make one with: wkt device new desk"},
+      {{"job", "list", "letters"}, "letters is neither a device nor a partner's folder"},
+      {{"status", "none"},
+       "there is no none; 'wkt device new' makes a device, 'wkt sync' a partner's folder"},
+      {{"backup", "none", "b"},
+       "there is no none; 'wkt device new' makes a device, 'wkt sync' a partner's folder"},
+      {{"restore", "pocket", "none"}, "there is no file none"},
+      {{"import", "pocket", "letters"}, "letters is a folder, expected a file"},
+      {{"why", "desk", "a"}, "desk is no device; a partner's records carry no flags of their own"},
+      {{"nonsense"}, "'nonsense' is no command here; --help lists them"},
+      {{"job", "nonsense", "pocket"}, "'nonsense' is no command here; --help lists them"},
+  };
+  for (const auto& row : cases) {
+    const CommandResult result = Run(row.arguments);
+    EXPECT_EQ(result.exitCode, 2) << row.problem;
+    EXPECT_EQ(result.err, std::string("wkt: ") + row.problem + "\n");
+  }
+  EXPECT_EQ(ReadFile(Path("letters/dear")), "sir");
+  EXPECT_FALSE(std::filesystem::exists(Path("letters/partner.wkt")));
+}
+
+TEST_F(Command, DamagedStoresAreNamedSavedAndReplaced) {
+  MakeDevice("pocket");
+  ASSERT_EQ(Run({"job", "add", "pocket", "--title", "a"}).exitCode, 0);
+  ASSERT_EQ(Run({"sync", "pocket", "desk"}).exitCode, 0);
+  for (const char* home : {"pocket", "desk"}) {
+    SCOPED_TRACE(home);
+    const std::string sound = std::string(home) + ".sound";
+    const std::string store = Path(home) + (home[0] == 'p' ? "/store.vol" : "/partner.wkt");
+    ASSERT_EQ(Run({"backup", home, sound}).exitCode, 0);
+    std::ofstream(store, std::ios::binary) << std::string(9000, 'x');
+    const CommandResult list = Run({"job", "list", home});
+    EXPECT_EQ(list.exitCode, 4);
+    EXPECT_NE(list.err.find("damaged"), std::string::npos) << list.err;
+    const CommandResult saved = Run({"backup", home, std::string(home) + ".damaged"});
+    EXPECT_EQ(saved.exitCode, 1);
+    EXPECT_NE(saved.out.find("Saved as it is, but damaged: "), std::string::npos) << saved.out;
+    const CommandResult restored = Run({"restore", home, sound, "--replace"});
+    EXPECT_EQ(restored.exitCode, 0);
+    EXPECT_NE(restored.err.find("its records, which cannot be read"), std::string::npos);
+    EXPECT_EQ(json::parse(Run({"job", "list", home, "--json"}).out).size(), 1u);
+  }
+  std::ofstream(Path("desk/partner.wkt"), std::ios::binary) << std::string(9000, 'x');
   EXPECT_EQ(Run({"sync", "pocket", "desk"}).exitCode, 4);
+  EXPECT_EQ(ReadFile(Path("desk/partner.wkt")), std::string(9000, 'x')) << "left as it was";
+}
+
+TEST_F(Command, VolumeIsMadeNamedAndSynchronised) {
+  ASSERT_EQ(Run({"device", "new", "pocket", "--volume", "jobs.vol"}).exitCode, 0);
+  EXPECT_TRUE(std::filesystem::exists(Path("pocket/files/jobs.vol")));
+  EXPECT_EQ(json::parse(Run({"device", "show", "pocket", "--json"}).out)["volume"], "\\jobs.vol");
+  ASSERT_EQ(Run({"job", "add", "pocket", "--title", "a"}).exitCode, 0);
+  const CommandResult result = Run({"sync", "pocket", "desk", "--trace", "run.jsonl"});
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_NE(result.out.find("Database volume of the device: \\jobs.vol\n"), std::string::npos)
+      << result.out;
+  EXPECT_EQ(json::parse(Run({"job", "list", "desk", "--json"}).out).size(), 1u);
+  std::ifstream trace(Path("run.jsonl"));
+  std::vector<std::string> answers;
+  for (std::string line; std::getline(trace, line);) {
+    const json call = json::parse(line);
+    if (call["call"] == "SyncData" && call["folder"] == "WktTypes") {
+      EXPECT_EQ(call["uCode"], 1);
+      EXPECT_EQ(call["cbData"], 20) << "nine letters and the end";
+      answers.push_back(call["lpbData"]);
+    }
+  }
+  EXPECT_EQ(answers, (std::vector<std::string>{"NULL", "\\jobs.vol"}));
 }
 
 TEST_F(Command, EditsOnADeviceClearBothPartnersMarks) {
@@ -148,7 +214,7 @@ TEST_F(Command, TraceHoldsEveryCallByName) {
   EXPECT_EQ(calls.back(), "InitObjType");
   for (const char* expected :
        {"ReportStatus", "FindObjects", "GetObjTypeInfo", "IReplObjHandler::Setup",
-        "IReplObjHandler::GetPacket", "IReplObjHandler::Reset", "ObjectNotify",
+        "IReplObjHandler::GetPacket", "IReplObjHandler::Reset", "ObjectNotify", "SyncData",
         "IReplObjHandler::Release"}) {
     EXPECT_NE(std::find(calls.begin(), calls.end(), expected), calls.end()) << expected;
   }

@@ -7,6 +7,7 @@
 #include "desktop/partner/Backup.h"
 #include "desktop/partner/Instant.h"
 #include "desktop/partner/Store.h"
+#include "host/control/Check.h"
 #include "host/control/Desk.h"
 #include "tools/wkt/Commands.h"
 #include "tools/wkt/Home.h"
@@ -31,10 +32,23 @@ std::string Text(const Json& report) {
       CountText(report["files"].get<int64_t>(), "file", "files"), report["bytes"].get<int64_t>());
 }
 
+// What is wrong with what is saved; a backup of it is better than none.
+std::vector<std::string> FindingsOf(const std::string& folder, const std::string& kind) {
+  if (kind == "device") {
+    return control::CheckFolder(folder);
+  }
+  try {
+    const std::string problem = Store(folder, Store::Mode::Read).IntegrityProblem();
+    return problem.empty() ? std::vector<std::string>() : std::vector<std::string>{problem};
+  } catch (const Failure& failure) {
+    return {failure.what()};
+  }
+}
+
 void Backup(Shell& shell, const std::string& folder, const std::string& file) {
   const std::string kind = KindOf(folder);
   if (kind.empty()) {
-    throw Failure(folder + " is neither a device nor a partner's folder", ExitCode::Usage);
+    FailForNoHome(folder);
   }
   ManagerMutex mutex;
   if (kind == "device") {
@@ -44,15 +58,40 @@ void Backup(Shell& shell, const std::string& folder, const std::string& file) {
       throw Failure("a synchronisation of this device is running; wait for its end");
     }
   }
-  Print(shell.output, Report(WriteBackup(folder, kind, file, DesktopNow()), file, folder), Text);
+  const std::vector<std::string> findings = FindingsOf(folder, kind);
+  Json report = Report(WriteBackup(folder, kind, file, DesktopNow()), file, folder);
+  report["findings"] = findings;
+  Print(shell.output, report, [](const Json& json) {
+    std::string text = Text(json);
+    for (const Json& finding : json["findings"]) {
+      text += "Saved as it is, but damaged: " + finding.get<std::string>() + "\n";
+    }
+    return text;
+  });
+  shell.exitCode = findings.empty() ? ExitCode::Done : ExitCode::Left;
 }
 
 // How many records of each folder a restore would replace.
 Json Replaced(const std::string& folder) {
-  const auto home = OpenHome(folder, Access::Read);
   Json counts;
-  for (const FolderDescription& description : kFolders) {
-    counts[description.name] = home->List(description.id).size();
+  try {
+    const auto home = OpenHome(folder, Access::Read);
+    for (const FolderDescription& description : kFolders) {
+      counts[description.name] = home->List(description.id).size();
+    }
+  } catch (const Failure& failure) {
+    return {{"problem", failure.what()}};  // damaged: all the more reason to restore
+  }
+  return counts;
+}
+
+std::string ReplacedText(const Json& replaced) {
+  if (replaced.contains("problem")) {
+    return "its records, which cannot be read (" + replaced["problem"].get<std::string>() + ")";
+  }
+  std::string counts;
+  for (const auto& [name, count] : replaced.items()) {
+    counts += fmt::format("{}{} {}", counts.empty() ? "its " : ", ", count.get<int64_t>(), name);
   }
   return counts;
 }
@@ -72,12 +111,8 @@ void Restore(Shell& shell, const std::string& folder, const std::string& file, b
                     ExitCode::Refused);
     }
     replaced = Replaced(folder);
-    std::string counts;
-    for (const auto& [name, count] : replaced.items()) {
-      counts += fmt::format("{}{} {}", counts.empty() ? "" : ", ", count.get<int64_t>(), name);
-    }
-    Say(fmt::format("This replaces the {} {} with its {} by the backup of {}.", kind, folder,
-                    counts, info.made));
+    Say(fmt::format("This replaces the {} {} with {} by the backup of {}.", kind, folder,
+                    ReplacedText(replaced), info.made));
     if (!force) {
       throw Failure("nothing was changed; run again with --replace if that is right",
                     ExitCode::Refused);

@@ -54,6 +54,9 @@ void Check(bool done, const std::string& error) {
 }
 
 void ApplySettings(const DeviceArguments& arguments, Settings* settings) {
+  if (!arguments.zone.empty()) {
+    (void)Zone(arguments.zone);  // says what is wrong with a name
+  }
   if (arguments.clock == "run") {
     settings->clockMode = ClockMode::Running;
     settings->clockTicks = 0;
@@ -114,7 +117,8 @@ class NewFolder {
   explicit NewFolder(std::string folderPath)
       : path(std::move(folderPath)), existed(std::filesystem::exists(path)), isOurs(true) {
     std::error_code error;
-    isOurs = !existed || std::filesystem::is_empty(path, error);
+    isOurs = !existed ||
+             (std::filesystem::is_directory(path, error) && std::filesystem::is_empty(path, error));
     std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
   }
   ~NewFolder() {

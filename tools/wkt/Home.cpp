@@ -98,7 +98,8 @@ class DeviceHome : public Home {
                                           : folder == FolderId::Favorites ? DeviceFolder::Favorites
                                                                           : DeviceFolder::Jobs);
       if (!records->IsOpen()) {
-        throw Failure("the device's database cannot be opened");
+        throw Failure(
+            "the device's database cannot be opened; 'wkt device fsck' says what is wrong");
       }
     }
     return *records;
@@ -192,7 +193,16 @@ std::unique_ptr<Home> OpenHome(const std::string& folder, Access access) {
   if (Store::IsPartner(folder)) {
     return std::make_unique<PartnerHome>(folder, access);
   }
-  throw Failure(folder + " is neither a device nor a partner's folder", ExitCode::Usage);
+  FailForNoHome(folder);
+}
+
+void FailForNoHome(const std::string& folder) {
+  std::error_code ignored;
+  throw Failure(std::filesystem::exists(folder, ignored)
+                    ? folder + " is neither a device nor a partner's folder"
+                    : "there is no " + folder + "; 'wkt device new' makes a device, 'wkt sync' a " +
+                          "partner's folder",
+                ExitCode::Usage);
 }
 
 HomeRecord SelectRecord(Home& home, FolderId folder, const std::string& selector) {

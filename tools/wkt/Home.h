@@ -42,6 +42,8 @@ std::unique_ptr<Home> OpenHome(const std::string& folder, Access access);
 // The same, and uses the device from now on.
 void UseDevice(const std::string& folder);
 bool IsDevice(const std::string& folder);
+// For a folder that is neither a device nor a partner's, or is not there.
+[[noreturn]] void FailForNoHome(const std::string& folder);
 
 // The one record that `selector` names: "#" and its number, its identifier, or its title. Throws
 // Failure when there is none, or more than one.

@@ -138,8 +138,9 @@ void ApplyFields(const RecordArguments& arguments, const Zone& zone, Record* rec
           isNumber || (pair.substr(0, equals) == field.name &&
                        (field.kind == FieldKind::Number || field.kind == FieldKind::Version));
     }
+    const Json number = isNumber ? Json::parse(value, nullptr, false) : Json();
     Json json;
-    json[pair.substr(0, equals)] = isNumber ? Json::parse(value, nullptr, false) : Json(value);
+    json[pair.substr(0, equals)] = number.is_number() ? number : Json(value);
     ReadRecordJson(json, zone, record);
   }
 }

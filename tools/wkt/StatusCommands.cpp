@@ -96,7 +96,8 @@ Json PartnerStatus(const std::string& folder) {
     int64_t waiting = 0;
     for (const FolderDescription& description : kFolders) {
       const int number = static_cast<int>(description.id);
-      waiting += static_cast<int64_t>(store.Unlinked(device.id, number).size());
+      waiting += static_cast<int64_t>(store.Unlinked(device.id, number).size() +
+                                      store.Sending(device.id, number).size());
       for (const Link& link : store.Links(device.id, number)) {
         waiting += link.deleted || link.change != link.recordChange;
       }
@@ -269,8 +270,7 @@ void AddStatusCommands(Shell& shell) {
     } else if (Store::IsPartner(arguments->home)) {
       Print(shell.output, PartnerStatus(arguments->home), PartnerStatusText);
     } else {
-      throw Failure(arguments->home + " is neither a device nor a partner's folder",
-                    ExitCode::Usage);
+      FailForNoHome(arguments->home);
     }
   });
 

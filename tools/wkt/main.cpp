@@ -47,6 +47,11 @@ int Run(int argc, char** argv) {
     std::fputs(app.help().c_str(), stdout);
     return 0;
   } catch (const CLI::ParseError& error) {
+    if (const std::vector<std::string> unknown = app.remaining(true);
+        dynamic_cast<const CLI::RequiredError*>(&error) && !unknown.empty()) {
+      Say("wkt: '" + unknown.front() + "' is no command here; --help lists them");
+      return static_cast<int>(ExitCode::Usage);
+    }
     const int code = app.exit(error, std::cout, std::cerr);
     return code == 0 ? 0 : static_cast<int>(ExitCode::Usage);
   } catch (const Failure& failure) {
