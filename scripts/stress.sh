@@ -21,6 +21,10 @@ part() {
 part "10,000 database scripts" WKT_SCRIPTS=10000 platform/test_platform 'DatabaseModelScripts.*'
 # Two writers killed at random instants; what was acknowledged is there.
 part "200 killed writers" WKT_KILLS=200 host/test_host 'StoreKill.*'
+# The same for the registry: two killed at a time.
+part "100 pairs of killed registry writers" WKT_KILLS=100 host/test_host 'Processes.KilledWritersLeaveAWholeRegistry'
+# Times to the calendar and back.
+part "100,000 round trips of times" WKT_ROUND_TRIPS=100000 platform/test_platform 'TimeRoundTrips.*'
 # Only synced blocks survive.
 part "100 power cuts" WKT_POWER_CUTS=100 host/test_host 'StorePowerCut.*'
 # Edits on both sides with two partners, against a simple model.

@@ -1,4 +1,5 @@
-// Platform calls of this process: written down, and made to fail.
+// Platform calls of this process: written down, and made to fail. All but the last error, the thread
+// id, the interlocked counters and the runtime functions; what a call fills in is not kept.
 #pragma once
 
 #include <cstdint>

@@ -6,6 +6,7 @@
 #include "platform/Files.h"
 #include "platform/Kernel.h"
 #include "platform/Registry.h"
+#include "platform/Runtime.h"
 #include "tests/support/DeskDevice.h"
 
 namespace {
@@ -78,6 +79,29 @@ TEST_F(Calls, InjectedFailuresAreMarkedInTheRecording) {
   const auto calls = recording.Take();
   ASSERT_EQ(calls.size(), 1u);
   EXPECT_TRUE(calls[0].injected);
+}
+
+TEST_F(Calls, OfTheRuntimeAndTheThreadAreNeitherRecordedNorFailed) {
+  CallRecording recording;
+  FailCall("*", 1, ERROR_OUTOFMEMORY);
+  LONG count = 1;
+  EXPECT_EQ(InterlockedIncrement(&count), 2);
+  EXPECT_EQ(InterlockedDecrement(&count), 1);
+  EXPECT_NE(GetCurrentThreadId(), 0u);
+  SetLastError(7);
+  EXPECT_EQ(GetLastError(), 7u);
+  WCHAR text[34] = {};
+  EXPECT_EQ(_wtol(_itow(12, text, 10)), 12);
+  EXPECT_EQ(_ltow(3, text, 10), text);
+  EXPECT_EQ(_snwprintf(text, 34, u"%d", 5), 1);
+  EXPECT_EQ(wcschr(text, u'5'), text);
+  EXPECT_EQ(wcspbrk(text, u"5"), text);
+  EXPECT_EQ(wcsstr(text, u"5"), text);
+  EXPECT_EQ(wcsncpy(text, u"1", 2), text);
+  EXPECT_EQ(wcstod(text, nullptr), 1);
+  EXPECT_NE(iswctype(u'1', _DIGIT), 0);
+  EXPECT_TRUE(ClearFailures()) << "not reached";
+  EXPECT_TRUE(recording.Take().empty());
 }
 
 }  // namespace
