@@ -10,10 +10,11 @@ size_t refusable = 0;  // those of the requests that may answer null
 size_t failAt = 0;     // the one of these that does; 0 = none
 bool failLater = false;
 bool failed = false;
+bool paused = false;
 
 void* Request(size_t byteCount, bool mayFail) {
   ++requests;
-  if (mayFail) {
+  if (mayFail && !paused) {
     ++refusable;
     if (failAt != 0 && (refusable == failAt || (failLater && refusable > failAt))) {
       failed = true;
@@ -65,6 +66,14 @@ AllocationCounter::AllocationCounter() : start(requests) {}
 
 size_t AllocationCounter::Count() const {
   return requests - start;
+}
+
+RefusalPause::RefusalPause() {
+  paused = true;
+}
+
+RefusalPause::~RefusalPause() {
+  paused = false;
 }
 
 RefusableCounter::RefusableCounter() : start(refusable) {}

@@ -29,6 +29,16 @@ class AllocationFailure {
   [[nodiscard]] bool Happened() const;
 };
 
+// While it lives, requests are granted and count neither for AllocationFailure nor for
+// RefusableCounter.
+class RefusalPause {
+ public:
+  RefusalPause();
+  ~RefusalPause();
+  RefusalPause(const RefusalPause&) = delete;
+  RefusalPause& operator=(const RefusalPause&) = delete;
+};
+
 // Counts requests that may answer null, those that AllocationFailure can refuse.
 class RefusableCounter {
  public:

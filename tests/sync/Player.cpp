@@ -112,11 +112,9 @@ Player::Lines Player::Release(Folder& folder) {
 }
 
 Player::Lines Player::Play(const Command& command) {
-  static const std::set<std::string> kOfTheApplication = {
-      "job", "type", "edit", "remove", "show", "registry", "volume", "window", "messages"};
   static const std::set<std::string> kOfAHandler = {"setup", "get", "put", "reset", "delete"};
   const std::string verb = command.Word(0);
-  if (kOfTheApplication.contains(verb))
+  if (IsOfTheApplication(command))
     return PlayApplication(command);
   if (verb == "load")
     return Load();
@@ -125,6 +123,12 @@ Player::Lines Player::Play(const Command& command) {
   if (!kOfAHandler.contains(verb))
     return PlayManager(command);
   return FolderOf(command).handler ? PlayHandler(command) : Lines{"= no handler"};
+}
+
+bool Player::IsOfTheApplication(const Command& command) {
+  static const std::set<std::string> kVerbs = {"job",      "type",   "edit",   "remove",  "show",
+                                               "registry", "volume", "window", "messages"};
+  return kVerbs.contains(command.Word(0));
 }
 
 Player::Lines Player::PlayApplication(const Command& command) {

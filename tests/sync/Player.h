@@ -40,6 +40,8 @@ class Player {
   // Answers of a command, each with "= " in front. Platform calls of the script's own are unwatched
   // (host/control/Calls.h); watched are those of the provider, and the call that loads it.
   std::vector<std::string> Play(const Command& command);
+  // Whether a command is the application's or the device's, so that the provider has no part in it.
+  [[nodiscard]] static bool IsOfTheApplication(const Command& command);
   // Releases what is left of the handlers.
   void ReleaseAll();
   // Then the library.

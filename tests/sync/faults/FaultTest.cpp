@@ -3,7 +3,8 @@
 // what does so by definition, no record has a text that nobody gave it, the device's files are
 // whole, and a synchronisation without faults then brings both sides together.
 //
-// A normal run takes a sample; WKT_FAULTS=all takes them all.
+// A normal run takes a sample; WKT_FAULTS=all takes them all, WKT_FAULTS=CeDeleteRecord/2 one, and
+// WKT_FAULTS=/5 the fifth allocation.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -42,6 +43,11 @@ std::vector<Fault> Sample(const std::vector<Fault>& all) {
   const char* const wanted = std::getenv("WKT_FAULTS");
   if (wanted && std::string(wanted) == "all")
     return all;
+  if (wanted) {
+    const std::string text = wanted;
+    const size_t slash = text.find('/');
+    return {{text.substr(0, slash), static_cast<uint32_t>(std::stoul(text.substr(slash + 1)))}};
+  }
   std::vector<Fault> faults;
   for (uint32_t i = 0; i < kSampleSize; ++i)
     faults.push_back(all[i * all.size() / kSampleSize]);

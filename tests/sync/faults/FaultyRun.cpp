@@ -131,8 +131,12 @@ std::string PlayAll(Player& player, const Script& script,
                     const std::function<void()>& afterEachStep) {
   for (const Step& step : script.steps) {
     const Command command = ParseCommand(step.command);
+    std::optional<RefusalPause> pause;
+    if (Player::IsOfTheApplication(command))
+      pause.emplace();
     if (std::string wrong = WrongAnswer(step, command, player.Play(command)); !wrong.empty())
       return wrong;
+    pause.reset();
     afterEachStep();
   }
   return {};
