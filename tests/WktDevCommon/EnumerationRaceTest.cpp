@@ -15,34 +15,45 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-// What another program does before a certain read.
+// What another program does before a certain read or write.
 std::vector<Words> meanwhile;
 int readsUntilThen = 0;
+int writesUntilThen = 0;
+
+void LetTheNeighbourAct() {
+  for (Words& words : meanwhile) {
+    std::vector<char*> arguments;
+    for (std::string& word : words)
+      arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    pid_t process = 0;
+    int status = -1;
+    EXPECT_EQ(posix_spawn(&process, words[0].c_str(), nullptr, nullptr, arguments.data(), environ),
+              0);
+    EXPECT_EQ(waitpid(process, &status, 0), process);
+    EXPECT_EQ(status, 0);
+  }
+  meanwhile.clear();
+}
 
 }  // namespace
 
-// Every read of the code under test comes through here.
+// Every read and write of the code under test comes through here.
 extern "C" CEOID __real_CeReadRecordPropsEx(HANDLE, DWORD, LPWORD, CEPROPID*, LPBYTE*, LPDWORD,
                                             HANDLE);
 extern "C" CEOID __wrap_CeReadRecordPropsEx(HANDLE database, DWORD flags, LPWORD count,
                                             CEPROPID* wanted, LPBYTE* buffer, LPDWORD byteCount,
                                             HANDLE heap) {
-  if (readsUntilThen > 0 && --readsUntilThen == 0) {
-    for (Words& words : meanwhile) {
-      std::vector<char*> arguments;
-      for (std::string& word : words)
-        arguments.push_back(word.data());
-      arguments.push_back(nullptr);
-      pid_t process = 0;
-      int status = -1;
-      EXPECT_EQ(
-          posix_spawn(&process, words[0].c_str(), nullptr, nullptr, arguments.data(), environ), 0);
-      EXPECT_EQ(waitpid(process, &status, 0), process);
-      EXPECT_EQ(status, 0);
-    }
-    meanwhile.clear();
-  }
+  if (readsUntilThen > 0 && --readsUntilThen == 0)
+    LetTheNeighbourAct();
   return __real_CeReadRecordPropsEx(database, flags, count, wanted, buffer, byteCount, heap);
+}
+extern "C" CEOID __real_CeWriteRecordProps(HANDLE, CEOID, WORD, CEPROPVAL*);
+extern "C" CEOID __wrap_CeWriteRecordProps(HANDLE database, CEOID oid, WORD count,
+                                           CEPROPVAL* values) {
+  if (writesUntilThen > 0 && --writesUntilThen == 0)
+    LetTheNeighbourAct();
+  return __real_CeWriteRecordProps(database, oid, count, values);
 }
 
 namespace {
@@ -66,10 +77,10 @@ void PrintTo(const Way& way, std::ostream* out) {
   *out << way.name;
 }
 
-Lines mismatches;
+Lines inconsistencies;
 void CEAPI Listen(DWORD level, const WCHAR* format, va_list) {
   if (level == 16)
-    mismatches.push_back(wkt::test::Narrow(format));
+    inconsistencies.push_back(wkt::test::Narrow(format));
 }
 
 // Other programs add and delete records while a list is made, here after its first record. With and
@@ -77,7 +88,7 @@ void CEAPI Listen(DWORD level, const WCHAR* format, va_list) {
 class EnumerationRace : public wkt::test::DeskDeviceTest, public testing::WithParamInterface<Way> {
  protected:
   EnumerationRace() {
-    mismatches.clear();
+    inconsistencies.clear();
     device.SetCursorModel(GetParam().cursor);
     wkt::logState.write = GetParam().listeners == Listeners::One ? Listen : nullptr;
   }
@@ -132,14 +143,17 @@ class EnumerationRace : public wkt::test::DeskDeviceTest, public testing::WithPa
   // They act after the first record was read.
   void List() {
     readsUntilThen = 2;
+    MakeList();
+  }
+  void MakeList() {
     EXPECT_EQ(GetParam().isTypes ? ListIn<CSyncWktTypeDatabase>() : ListIn<CSyncJobDatabase>(),
               S_OK);
     EXPECT_TRUE(meanwhile.empty()) << "the list was made without anybody in between";
   }
   // What stands in the first places.
   [[nodiscard]] Oids First(size_t count) const { return {info.poid, info.poid + count}; }
-  void ExpectMismatch(const std::string& line) const {
-    EXPECT_EQ(mismatches, GetParam().listeners == Listeners::One ? Lines{line} : Lines{});
+  void ExpectLine(const std::string& line) const {
+    EXPECT_EQ(inconsistencies, GetParam().listeners == Listeners::One ? Lines{line} : Lines{});
   }
 
   FINDOBJINFO info = {};
@@ -160,7 +174,7 @@ TEST_P(EnumerationRace, StopsAtTheFirstSynchronizedRecordTooMany) {
   const Oids oids = Add("ss");
   AddMeanwhile("ss");
   List();
-  ExpectMismatch("Unchanged count mismatch");
+  ExpectLine("Unchanged count mismatch");
   EXPECT_EQ(info.cUnChg, 2u);
   EXPECT_EQ(info.cChg, 0u);
   EXPECT_EQ(First(2), oids);
@@ -170,7 +184,7 @@ TEST_P(EnumerationRace, CountsTheFirstChangedRecordTooManyWithoutStoringIt) {
   const Oids oids = Add("cc");
   AddMeanwhile("cc");
   List();
-  ExpectMismatch("Changed dount mismatch");
+  ExpectLine("Changed dount mismatch");
   EXPECT_EQ(info.cUnChg, 0u);
   EXPECT_EQ(info.cChg, 3u);
   EXPECT_EQ(First(2), (Oids{oids[1], oids[0]}));
@@ -182,7 +196,7 @@ TEST_P(EnumerationRace, ALaterSynchronizedRecordTakesThePlaceOfAChangedOne) {
   AddMeanwhile("sss");
   List();
   const Oids all = RawDatabase(Name()).List();
-  ExpectMismatch("Unchanged count mismatch");
+  ExpectLine("Unchanged count mismatch");
   EXPECT_EQ(info.cUnChg, 2u);
   EXPECT_EQ(info.cChg, 1u);
   EXPECT_EQ(First(2), (Oids{oids[0], all[2]}));
@@ -193,7 +207,7 @@ TEST_P(EnumerationRace, ALaterChangedRecordTakesThePlaceOfASynchronizedOne) {
   AddMeanwhile("ccc");
   List();
   const Oids all = RawDatabase(Name()).List();
-  ExpectMismatch("Changed dount mismatch");
+  ExpectLine("Changed dount mismatch");
   EXPECT_EQ(info.cUnChg, 1u);
   EXPECT_EQ(info.cChg, 3u);
   EXPECT_EQ(First(2), (Oids{all[2], oids[1]}));
@@ -204,7 +218,7 @@ TEST_P(EnumerationRace, CountsAddUpToMoreThanThePlacesWhenOneWasTaken) {
   Add("ssc");
   AddMeanwhile("s");
   List();
-  EXPECT_EQ(mismatches, Lines{});
+  EXPECT_EQ(inconsistencies, Lines{});
   EXPECT_EQ(info.cUnChg, 3u);
   EXPECT_EQ(info.cChg, 1u);
 }
@@ -215,7 +229,7 @@ TEST_P(EnumerationRace, RepeatsChangedIdentifiersInTheGapThatDeletedRecordsLeave
   const Oids oids = Add("ccscs");
   DeleteMeanwhile({oids[1], oids[2]});
   List();
-  EXPECT_EQ(mismatches, Lines{});
+  EXPECT_EQ(inconsistencies, Lines{});
   EXPECT_EQ(info.cUnChg, 1u);
   EXPECT_EQ(info.cChg, 2u);
   EXPECT_EQ(First(5), (Oids{oids[4], oids[3], oids[0], oids[3], oids[0]}));
@@ -246,7 +260,7 @@ TEST_P(EnumerationRace, ListsWhatWasAddedInThePlaceOfWhatWasDeleted) {
   List();
   const Oids all = RawDatabase(Name()).List();
   ASSERT_EQ(all.size(), 3u);
-  EXPECT_EQ(mismatches, Lines{});
+  EXPECT_EQ(inconsistencies, Lines{});
   EXPECT_EQ(info.cUnChg, 2u);
   EXPECT_EQ(info.cChg, 1u);
   EXPECT_EQ(First(3), (Oids{oids[0], all[2], oids[2]}));
@@ -265,6 +279,17 @@ TEST_P(EnumerationRace, WritesBackWhileOthersAddAndDelete) {
   for (const CEOID oid : {oids[0], oids[3], all[2]})
     EXPECT_EQ(StoredFlags(oid), Flags('s'));
   EXPECT_EQ(StoredFlags(all[3]), Flags('c'));
+}
+
+TEST_P(EnumerationRace, DoesNotBringBackARecordThatIsDeletedBeforeItIsWrittenBack) {
+  const Oids oids = Add("es");
+  DeleteMeanwhile({oids[0]});
+  writesUntilThen = 1;
+  MakeList();
+  ExpectLine("Write failed; Error = %d");
+  EXPECT_EQ(First(2), oids);
+  EXPECT_EQ(info.cUnChg, 2u);
+  EXPECT_EQ(RawDatabase(Name()).List(), Oids{oids[1]});
 }
 
 class RecordRace : public EnumerationRace {

@@ -132,30 +132,44 @@ TEST_F(SyncDatabase, LeavesTheStructureAloneForAnEmptyDatabase) {
   EXPECT_EQ(LinesWith(lines, "HRESULT"), Lines{"8 Result (HRESULT) = 0"});
 }
 
+// Of two records, the second of which is written back.
+Lines CallsOfAList(CEOID database, CEOID marked, const std::string& propertyCount) {
+  const std::string read = "CeReadRecordPropsEx(ptr, 1, ptr, null, ptr, ptr, null)";
+  return {
+      "CeFindFirstDatabaseEx(null, 291166)",
+      "CeFindNextDatabase(ptr)",
+      "CeOidGetInfoEx2(ptr, " + std::to_string(database) + ", ptr)",
+      "CloseHandle(ptr)",
+      "LocalAlloc(64, 8)",
+      "CeSeekDatabaseEx(ptr, 2, 0, 0, null)",
+      read,
+      "LocalFree(ptr)",
+      read,
+      "WaitForSingleObject(ptr, 10000)",
+      "CeWriteRecordProps(ptr, " + std::to_string(marked) + ", " + propertyCount + ", ptr)",
+      "ReleaseMutex(ptr)",
+      "LocalFree(ptr)",
+      read,
+  };
+}
+
 TEST_F(SyncDatabase, CallsThePlatformInThisOrder) {
   const Oids oids = AddJobs({u"0010000000000000000", kEditedWhileSynchronized});
   CSyncJobDatabase database(u"WktDevJobs");
   ASSERT_TRUE(database.Open(FALSE));
   RecordedCalls calls;
   EXPECT_EQ(database.ReadFindObjectInfo(&info, 0), S_OK);
-  const std::string read = "CeReadRecordPropsEx(ptr, 1, ptr, null, ptr, ptr, null)";
-  EXPECT_EQ(calls.Take(),
-            (Lines{
-                "CeFindFirstDatabaseEx(null, 291166)",
-                "CeFindNextDatabase(ptr)",
-                "CeOidGetInfoEx2(ptr, " + std::to_string(database.GetOid()) + ", ptr)",
-                "CloseHandle(ptr)",
-                "LocalAlloc(64, 8)",
-                "CeSeekDatabaseEx(ptr, 2, 0, 0, null)",
-                read,
-                "LocalFree(ptr)",
-                read,
-                "WaitForSingleObject(ptr, 10000)",
-                "CeWriteRecordProps(ptr, " + std::to_string(oids[1]) + ", 22, ptr)",
-                "ReleaseMutex(ptr)",
-                "LocalFree(ptr)",
-                read,
-            }));
+  EXPECT_EQ(calls.Take(), CallsOfAList(database.GetOid(), oids[1], "22"));
+}
+
+TEST_F(SyncDatabase, CallsThePlatformForTypesInTheSameOrder) {
+  AddType(2, u"0001000000000000000", 1);
+  const CEOID marked = AddType(5, u"1011000000000000000", 2);
+  CSyncWktTypeDatabase database(u"WktDevTypes");
+  ASSERT_TRUE(database.Open(FALSE));
+  RecordedCalls calls;
+  EXPECT_EQ(database.ReadFindObjectInfo(&info, 0), S_OK);
+  EXPECT_EQ(calls.Take(), CallsOfAList(database.GetOid(), marked, "15"));
 }
 
 TEST_F(SyncDatabase, LogsTheEnumerationOfJobs) {
