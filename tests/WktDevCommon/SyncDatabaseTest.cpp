@@ -1,14 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 
 #include "WktDevCommon/ObjectList.h"
 #include "WktDevCommon/SyncJobDatabase.h"
 #include "WktDevCommon/SyncWktTypeDatabase.h"
-#include "WktDevCommon/VolumeIdentity.h"
 #include "host/control/Desk.h"
-#include "platform/Files.h"
 #include "tests/WktDevCommon/DatabaseTest.h"
 #include "tests/support/RawDatabase.h"
 #include "tests/support/RecordedCalls.h"
@@ -29,13 +26,6 @@ constexpr CEPROPID kJobFlags = 0x400B001F;
 constexpr CEPROPID kTypeFlags = 0x4029001F;
 constexpr CEPROPID kJobStart = 0x40080040;
 constexpr CEPROPID kTypeCreation = 0x40240040;
-
-// Opens up the field that nothing in the program writes.
-class VolumeJobDatabase : public CSyncJobDatabase {
- public:
-  using CSyncJobDatabase::CSyncJobDatabase;
-  void SetVolume(const CEGUID& guid) { volumeGuid = guid; }
-};
 
 class SyncDatabase : public DatabaseTest {
  protected:
@@ -453,51 +443,6 @@ TEST_F(SyncDatabase, ClearsTheMarkWithoutListenersToo) {
   wkt::logState.write = listener;
   EXPECT_EQ(RawDatabase(u"WktDevJobs").Read(oids[0])->Text(kJobFlags), kSynchronized);
   EXPECT_EQ(RawDatabase(u"WktDevTypes").Read(type)->Text(kTypeFlags), u"1001000000000000000");
-}
-
-// The same words for a list and for a set-up that a packet was written through.
-TEST_F(SyncDatabase, ReportsAVolumeOnlyWhenItsDatabaseHasOne) {
-  BYTE sentinel = 0;
-  BYTE* volumeId = &sentinel;
-  UINT byteCount = 77;
-  VolumeJobDatabase database(u"WktDevJobs");
-  wkt::ReportVolume(database, volumeId, byteCount);
-  EXPECT_EQ(volumeId, &sentinel);
-  EXPECT_EQ(byteCount, 77u);
-  for (const CEGUID& volume :
-       {CEGUID{1, 2, 3, 4}, CEGUID{0, 0, 0, 1}, CEGUID{0x80000000, 0, 0, 0}}) {
-    database.SetVolume(volume);
-    wkt::ReportVolume(database, volumeId, byteCount);
-    EXPECT_EQ(volumeId, reinterpret_cast<BYTE*>(database.GetVolumeGuid()));
-    EXPECT_EQ(byteCount, 16u);
-    EXPECT_EQ(std::memcmp(volumeId, &volume, 16), 0);
-  }
-}
-
-TEST_F(SyncDatabase, LeavesTheVolumeMembersAloneInTheObjectStore) {
-  AddJobs({kSynchronized});
-  WCHAR path[] = u"\\cards.vol";
-  CEGUID mounted = {};
-  ASSERT_TRUE(CeMountDBVol(&mounted, path, CREATE_NEW));
-  BYTE sentinel = 0;
-  info.lpbVolumeID = &sentinel;
-  info.cbVolumeID = 77;
-  EXPECT_EQ(FindJobs(), S_OK);
-  EXPECT_EQ(info.lpbVolumeID, &sentinel);
-  EXPECT_EQ(info.cbVolumeID, 77u);
-}
-
-TEST_F(SyncDatabase, NamesAVolumeThatItLivesOn) {
-  WCHAR path[] = u"\\cards.vol";
-  CEGUID volume = {};
-  ASSERT_TRUE(CeMountDBVol(&volume, path, CREATE_NEW));
-  VolumeJobDatabase database(u"WktDevJobs");
-  database.SetVolume(volume);
-  ASSERT_TRUE(database.Open(TRUE));
-  EXPECT_EQ(database.ReadFindObjectInfo(&info, 0), S_OK);
-  ASSERT_EQ(info.cbVolumeID, 16u);
-  EXPECT_EQ(std::memcmp(info.lpbVolumeID, &volume, 16), 0);
-  EXPECT_FALSE(wkt::test::HasDatabase(u"WktDevJobs"));
 }
 
 }  // namespace
