@@ -34,6 +34,14 @@ Json SyncRun::Run() {
   Identify();
   session_.BeginSync();
   PlanAll();
+  if (!options_.allowDelete && ListsNothingAnyMore()) {
+    notices_.push_back(
+        "This device lists nothing at all any more: its databases were lost. Records are matched "
+        "by their identifiers and nothing is deleted. (--allow-delete lets a device that was "
+        "emptied on purpose empty the desktop.)");
+    ForgetLinks();
+    PlanAll();
+  }
   Guard();
   try {
     ApplyAll();
@@ -108,6 +116,29 @@ void SyncRun::IdentifyKnown() {
   // Its identifiers may mean other records now.
   store_.DropLinks(device_.id);
   device_.lastRun = 0;
+}
+
+// The registry, where the token is, can outlive the databases. One folder that its user emptied is
+// the guard's affair; all of them at once were not emptied by hand.
+bool SyncRun::ListsNothingAnyMore() {
+  int emptied = 0;
+  for (const FolderState& state : folders_) {
+    const Enumeration& list = state.plan.list;
+    if (!list.problem.empty() || !list.unchanged.empty() || !list.changed.empty()) {
+      return false;
+    }
+    emptied += !store_.Links(device_.id, static_cast<int>(state.folder->id)).empty();
+  }
+  return emptied > 1;
+}
+
+void SyncRun::ForgetLinks() {
+  Store::Transaction transaction(store_);
+  store_.DropLinks(device_.id);
+  device_.lastRun = 0;
+  firstRun_ = true;
+  store_.UpdateDevice(device_);
+  transaction.Commit();
 }
 
 void SyncRun::IdentifyNew() {

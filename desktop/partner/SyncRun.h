@@ -60,6 +60,8 @@ class SyncRun {
   void Identify();
   void IdentifyKnown();
   void IdentifyNew();
+  bool ListsNothingAnyMore();
+  void ForgetLinks();
   void PlanAll();
   void Guard();
   void LeaveToken();

@@ -84,6 +84,25 @@ TEST_F(Identity, ResetDevice) {
   ExpectNoticed(kExchanged, Twelve());
 }
 
+TEST_F(Identity, DeviceWhoseDatabasesAreGone) {
+  ASSERT_EQ(Run({"type", "add", "pocket", "--kind", "2", "--name", "Garden"}).exitCode, 0);
+  ASSERT_EQ(Run({"sync", "pocket", "desk"}).exitCode, 0);
+  std::filesystem::remove(Path("pocket/store.vol"));
+  ExpectNoticed("This device lists nothing at all any more", Twelve());
+  EXPECT_EQ(json::parse(Run({"type", "list", "pocket", "--json"}).out).size(), 1u);
+}
+
+TEST_F(Identity, EverythingDeletedOnPurpose) {
+  ASSERT_EQ(Run({"type", "add", "pocket", "--kind", "2", "--name", "Garden"}).exitCode, 0);
+  ASSERT_EQ(Run({"sync", "pocket", "desk"}).exitCode, 0);
+  ASSERT_EQ(Run({"type", "delete", "pocket", "Garden"}).exitCode, 0);
+  for (const std::string& title : Twelve()) {
+    Delete("pocket", title);
+  }
+  ASSERT_EQ(Run({"sync", "pocket", "desk", "--allow-delete"}).exitCode, 0);
+  EXPECT_EQ(TitlesOf("desk"), Titles());
+}
+
 TEST_F(Identity, AnotherDeviceInTheSamePlace) {
   MakeDevice("other");
   SetSeed("other", "5000");

@@ -21,6 +21,12 @@ namespace {
 constexpr int kPartners[] = {1, 2};
 constexpr size_t kTitleWidth = 44;
 
+// For people: to the second.
+std::string InstantText(uint64_t ticks, const Zone& zone) {
+  constexpr uint64_t kTicksPerSecond = 10'000'000;
+  return zone.Text(ticks - ticks % kTicksPerSecond);
+}
+
 // When the run was that left this token ("PC-<high>-<low>-..."); empty when it is none of ours.
 std::string TokenTime(const std::string& token, const Zone& zone) {
   unsigned high = 0;
@@ -29,14 +35,14 @@ std::string TokenTime(const std::string& token, const Zone& zone) {
     return "";
   }
   const uint64_t ticks = static_cast<uint64_t>(high) << 32 | low;
-  return ticks < kEndOfTextTime - kTicksPerDay ? zone.Text(ticks) : "";
+  return ticks < kEndOfTextTime - kTicksPerDay ? InstantText(ticks, zone) : "";
 }
 
 Json DeviceStatus(const std::string& folder) {
   const auto home = OpenHome(folder, Access::Read);
   Json report;
   report["device"] = folder;
-  report["time"] = home->LocalZone().Text(home->Now());
+  report["time"] = InstantText(home->Now(), home->LocalZone());
   report["folders"] = Json::array();
   for (const FolderDescription& description : kFolders) {
     const auto records = home->List(description.id);
@@ -102,11 +108,12 @@ Json PartnerStatus(const std::string& folder) {
         waiting += link.deleted || link.change != link.recordChange;
       }
     }
-    report["devices"].push_back({{"device", device.place},
-                                 {"partner", device.partner},
-                                 {"lastRun", device.lastRun ? zone.Text(device.lastRun) : ""},
-                                 {"waiting", waiting},
-                                 {"report", Json::parse(device.report, nullptr, false)}});
+    report["devices"].push_back(
+        {{"device", device.place},
+         {"partner", device.partner},
+         {"lastRun", device.lastRun ? InstantText(device.lastRun, zone) : ""},
+         {"waiting", waiting},
+         {"report", Json::parse(device.report, nullptr, false)}});
   }
   return report;
 }
