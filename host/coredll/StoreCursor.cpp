@@ -142,22 +142,22 @@ uint32_t StoreCursor::LongestRun() const {
 
 DWORD StoreCursor::ReadRun(std::string_view above) {
   // Keys come from the ranks' blocks, which are in memory when the order was gone through before.
-  std::string keys;
-  std::vector<uint32_t> keyEnds;
+  runKeys_.clear();
+  runEnds_.clear();
   const uint32_t wanted = std::min(nextRunLength_, LongestRun());
   nextRunLength_ = kLongRunLength;
-  if (const DWORD error = database_->Ranks(order_).KeysAbove(above, wanted, keys, keyEnds);
+  if (const DWORD error = database_->Ranks(order_).KeysAbove(above, wanted, runKeys_, runEnds_);
       error != ERROR_SUCCESS)
     return error;
   byOid_.clear();
   entries_.clear();
-  for (uint32_t slot = 0, start = 0; slot < keyEnds.size(); start = keyEnds[slot++]) {
-    const uint32_t length = keyEnds[slot] - start;
-    const CEOID oid = OidOfKey({keys.data() + start, length});
+  for (uint32_t slot = 0, start = 0; slot < runEnds_.size(); start = runEnds_[slot++]) {
+    const uint32_t length = runEnds_[slot] - start;
+    const CEOID oid = OidOfKey({runKeys_.data() + start, length});
     byOid_.push_back({oid, slot});
     entries_.push_back({oid, start, length, 0, 0, {}});
   }
-  bytes_.swap(keys);
+  bytes_.swap(runKeys_);
   return ReadImages();
 }
 

@@ -126,7 +126,9 @@ class StoreCursor : public HandleObject {
   uint32_t generation_ = 0;
   std::string bytes_;
   std::vector<Entry> entries_;
-  std::vector<Wanted> byOid_;  // work space
+  std::vector<Wanted> byOid_;  // work space, as are the next two
+  std::string runKeys_;
+  std::vector<uint32_t> runEnds_;
   bool makesBlocks_ = false;
   size_t slot_ = 0;
   bool hasSlot_ = false;

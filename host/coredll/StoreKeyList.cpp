@@ -62,13 +62,13 @@ void StoreKeyList::CopyTo(size_t index, size_t end, std::string& keys,
     ends.push_back(ends_[index] + offset);
 }
 
-std::unique_ptr<StoreKeyList> StoreKeyList::Split(size_t index) {
-  auto upper = std::make_unique<StoreKeyList>();
+StoreKeyList StoreKeyList::Split(size_t index) {
+  StoreKeyList upper;
   const uint32_t start = StartOf(index);
-  upper->keyBytes_ = keyBytes_;
-  upper->bytes_ = bytes_.substr(start);
+  upper.keyBytes_ = keyBytes_;
+  upper.bytes_ = bytes_.substr(start);
   for (size_t place = index; place < ends_.size(); ++place)
-    upper->ends_.push_back(ends_[place] - start);
+    upper.ends_.push_back(ends_[place] - start);
   bytes_.resize(start);
   ends_.resize(index);
   return upper;

@@ -1,8 +1,8 @@
 // Sorted keys of an order, their bytes one behind the other.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,7 +26,7 @@ class StoreKeyList {
   // Appends the keys from `index` up to, not including, `end`.
   void CopyTo(size_t index, size_t end, std::string& keys, std::vector<uint32_t>& ends) const;
   // Moves the keys from `index` on into a list of their own.
-  std::unique_ptr<StoreKeyList> Split(size_t index);
+  StoreKeyList Split(size_t index);
 
  private:
   [[nodiscard]] uint32_t StartOf(size_t index) const { return index == 0 ? 0 : ends_[index - 1]; }

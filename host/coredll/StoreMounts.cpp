@@ -26,11 +26,6 @@ constexpr uint32_t kFirstRange = 0x40;
 constexpr uint32_t kLastRange = 0x7E;
 constexpr int kRangeShift = 24;
 
-std::recursive_mutex& Mutex() {
-  static auto* mutex = new std::recursive_mutex;
-  return *mutex;
-}
-
 bool IsSameFile(const std::string& left, const std::string& right) {
   struct stat first {};
   struct stat second {};
@@ -71,13 +66,7 @@ DWORD DeleteAllDatabases(StoreVolume& volume) {
 
 }  // namespace
 
-StoreLock::StoreLock() {
-  Mutex().lock();
-}
-
-StoreLock::~StoreLock() {
-  Mutex().unlock();
-}
+pthread_mutex_t StoreLock::mutex_ = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
 
 StoreMounts& StoreMounts::Get() {
   // Never destroyed: libraries may still call while the process ends.

@@ -1,10 +1,10 @@
 // The volumes that this process uses: the object store and those it mounted.
 #pragma once
 
+#include <pthread.h>
 #include <sys/stat.h>
 
 #include <memory>
-#include <mutex>
 #include <vector>
 
 #include "host/coredll/StoreVolume.h"
@@ -18,10 +18,14 @@ struct DevicePath;
 // belong to it.
 class StoreLock {
  public:
-  StoreLock();
-  ~StoreLock();
+  StoreLock() { pthread_mutex_lock(&mutex_); }
+  ~StoreLock() { pthread_mutex_unlock(&mutex_); }
   StoreLock(const StoreLock&) = delete;
   StoreLock& operator=(const StoreLock&) = delete;
+
+ private:
+  // A thread may hold several. Never destroyed: libraries may call while the process ends.
+  static pthread_mutex_t mutex_;
 };
 
 class StoreMounts {

@@ -78,7 +78,7 @@ DWORD StoreRanks::LoadBlocks(size_t group) {
     if (group + 1 < groups_.size() && run.BytesAt(0) >= std::string_view(groups_[group + 1].first))
       break;
     wanted.blocks.push_back(
-        {std::string(run.BytesAt(0)), static_cast<uint32_t>(run.NumberAt(1)), nullptr});
+        {std::string(run.BytesAt(0)), static_cast<uint32_t>(run.NumberAt(1)), false, {}});
     total += wanted.blocks.back().count;
   }
   if (wanted.blocks.empty() || wanted.blocks.front().first != wanted.first || total != wanted.count)
@@ -88,10 +88,9 @@ DWORD StoreRanks::LoadBlocks(size_t group) {
 }
 
 void StoreRanks::DropKeys(Block& block) {
-  if (block.keys == nullptr)
-    return;
-  keysInMemory_ -= block.keys->Count();
-  block.keys.reset();
+  keysInMemory_ -= block.keys.Count();
+  block.keys = {};
+  block.hasKeys = false;
 }
 
 void StoreRanks::MakeRoom() {
@@ -103,21 +102,22 @@ void StoreRanks::MakeRoom() {
 }
 
 DWORD StoreRanks::LoadKeys(Block& block) {
-  if (block.keys != nullptr)
+  if (block.hasKeys)
     return ERROR_SUCCESS;
   MakeRoom();
-  auto keys = std::make_unique<StoreKeyList>();
+  StoreKeyList keys;
   StoreStatement& statement = database_.Statement(StoreQuery::ReadKeys);
   if (!statement.IsPrepared())
     return database_.Volume().LastFailure();
   StoreRun run(statement);
   run.Number(order_).Bytes(block.first).Number(block.count);
   while (run.Step() == SQLITE_ROW)
-    keys->Append(run.BytesAt(0));
-  if (keys->Count() != block.count)
+    keys.Append(run.BytesAt(0));
+  if (keys.Count() != block.count)
     return database_.Volume().LastFailure();
   keysInMemory_ += block.count;
   block.keys = std::move(keys);
+  block.hasKeys = true;
   return ERROR_SUCCESS;
 }
 
@@ -139,7 +139,7 @@ DWORD StoreRanks::RankOf(std::string_view key, uint32_t& rank) {
   Block& block = group.blocks[place.block];
   if (const DWORD error = LoadKeys(block); error != ERROR_SUCCESS)
     return error;
-  size_t below = block.keys->Below(key);
+  size_t below = block.keys.Below(key);
   for (size_t index = 0; index < place.group; ++index)
     below += groups_[index].count;
   if (group.below.empty()) {
@@ -167,13 +167,13 @@ DWORD StoreRanks::KeysAbove(std::string_view key, size_t limit, std::string& key
       Block& block = groups_[place.group].blocks[place.block];
       if (const DWORD error = LoadKeys(block); error != ERROR_SUCCESS)
         return error;
-      size_t first = isFirst ? block.keys->Below(key) : 0;
-      if (isFirst && first < block.keys->Count() && block.keys->At(first) == key)
+      size_t first = isFirst ? block.keys.Below(key) : 0;
+      if (isFirst && first < block.keys.Count() && block.keys.At(first) == key)
         ++first;
       isFirst = false;
-      const size_t last = std::min(block.keys->Count(), first + limit - ends.size());
+      const size_t last = std::min(block.keys.Count(), first + limit - ends.size());
       if (first < last)
-        block.keys->CopyTo(first, last, keys, ends);
+        block.keys.CopyTo(first, last, keys, ends);
     }
   }
   return ERROR_SUCCESS;
@@ -194,7 +194,7 @@ DWORD StoreRanks::KeyAt(uint32_t rank, std::string& key) {
     rank -= groups_[group].blocks[block].count;
   if (const DWORD error = LoadKeys(groups_[group].blocks[block]); error != ERROR_SUCCESS)
     return error;
-  key.assign(groups_[group].blocks[block].keys->At(rank));
+  key.assign(groups_[group].blocks[block].keys.At(rank));
   return ERROR_SUCCESS;
 }
 
@@ -245,8 +245,8 @@ DWORD StoreRanks::Added(std::string_view key) {
   ++group.count;
   ++block.count;
   group.below.clear();
-  if (block.keys != nullptr) {
-    block.keys->Insert(block.keys->Below(key), key);
+  if (block.hasKeys) {
+    block.keys.Insert(block.keys.Below(key), key);
     ++keysInMemory_;
   }
   return block.count > kMaxKeys ? SplitBlock(place) : DWORD{ERROR_SUCCESS};
@@ -259,11 +259,12 @@ DWORD StoreRanks::SplitBlock(Place place) {
     return error;
   // Where records come in their order the block at the end is left full.
   const bool isAtEnd = place.group + 1 == groups_.size() && place.block + 1 == group.blocks.size();
-  const size_t middle = isAtEnd ? lower.keys->Count() - 1 : lower.keys->Count() / 2;
+  const size_t middle = isAtEnd ? lower.keys.Count() - 1 : lower.keys.Count() / 2;
   Block upper;
-  upper.first = Separator(lower.keys->At(middle - 1), lower.keys->At(middle));
-  upper.keys = lower.keys->Split(middle);
-  upper.count = static_cast<uint32_t>(upper.keys->Count());
+  upper.first = Separator(lower.keys.At(middle - 1), lower.keys.At(middle));
+  upper.keys = lower.keys.Split(middle);
+  upper.hasKeys = true;
+  upper.count = static_cast<uint32_t>(upper.keys.Count());
   lower.count -= upper.count;
   DWORD error = ChangeCount(kBlockLevel, lower.first, -int64_t{upper.count});
   if (error == ERROR_SUCCESS)
@@ -305,10 +306,10 @@ DWORD StoreRanks::Removed(std::string_view key) {
   if (block.count == 0)
     return database_.Volume().LastFailure();
   size_t index = 0;
-  if (block.keys != nullptr) {
-    index = block.keys->Below(key);
+  if (block.hasKeys) {
+    index = block.keys.Below(key);
     // In a damaged volume the key may stand outside the block that it belongs to.
-    if (index == block.keys->Count() || block.keys->At(index) != key)
+    if (index == block.keys.Count() || block.keys.At(index) != key)
       return database_.Volume().LastFailure();
   }
   for (const auto& [level, first] :
@@ -319,8 +320,8 @@ DWORD StoreRanks::Removed(std::string_view key) {
   --group.count;
   --block.count;
   group.below.clear();
-  if (block.keys != nullptr) {
-    block.keys->Erase(index);
+  if (block.hasKeys) {
+    block.keys.Erase(index);
     --keysInMemory_;
   }
   const auto isSmall = [&group](size_t left) {

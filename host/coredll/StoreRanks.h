@@ -44,7 +44,8 @@ class StoreRanks {
   struct Block {
     std::string first;  // not above the block's first key, above the last one of the block before
     uint32_t count = 0;
-    std::unique_ptr<StoreKeyList> keys;  // nullptr: not looked at yet
+    bool hasKeys = false;  // looked at already
+    StoreKeyList keys;
   };
   struct Group {
     std::string first;
