@@ -88,8 +88,17 @@ Player::~Player() {
   ReleaseAll();
 }
 
+// A list whose release failed, for want of the database, is still the provider's to free.
+void Player::GiveBackList(Folder& folder) {
+  if (!folder.found.poid)
+    return;
+  folder.found.uFlags = FO_DONE_ONE_VOL;
+  findObjects(&folder.found);
+}
+
 void Player::ReleaseAll() {
   for (auto& [name, folder] : folders) {
+    GiveBackList(folder);
     while (folder.handler)
       Release(folder);
   }
@@ -227,6 +236,8 @@ Player::Lines Player::Init(const Command& command) {
 Player::Lines Player::Find(const Command& command, UINT flags) {
   Folder& folder = FolderOf(command);
   FINDOBJINFO& found = folder.found;
+  if (found.uFlags == FO_DONE_ONE_VOL)
+    GiveBackList(folder);
   if (flags == 0)
     found = {};
   found.uFlags = flags;

@@ -42,7 +42,7 @@ class Player {
   std::vector<std::string> Play(const Command& command);
   // Whether a command is the application's or the device's, so that the provider has no part in it.
   [[nodiscard]] static bool IsOfTheApplication(const Command& command);
-  // Releases what is left of the handlers.
+  // Gives back what is left of the lists and handlers.
   void ReleaseAll();
   // Then the library.
   void Unload();
@@ -71,6 +71,7 @@ class Player {
   Lines Delete(const Command& command);
   Lines Notify(const Command& command);
   Lines Release(Folder& folder);
+  void GiveBackList(Folder& folder);
   Lines Query();
   Lines Window(const std::string& what);
   Lines Messages();
