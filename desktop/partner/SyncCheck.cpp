@@ -20,12 +20,13 @@ void SyncRun::TellProvider(const FolderState& state, const Enumeration& now) {
   if (!now.problem.empty()) {
     return;  // what is missing from this list may be there
   }
-  std::set<CEOID> present(now.unchanged.begin(), now.unchanged.end());
-  present.insert(now.changed.begin(), now.changed.end());
-  present.insert(state.deleted.begin(), state.deleted.end());
+  std::vector<CEOID> known = now.unchanged;
+  known.insert(known.end(), now.changed.begin(), now.changed.end());
+  known.insert(known.end(), state.deleted.begin(), state.deleted.end());
+  std::sort(known.begin(), known.end());
   for (const auto* before : {&state.plan.list.unchanged, &state.plan.list.changed}) {
     for (const CEOID oid : *before) {
-      if (present.insert(oid).second) {
+      if (!std::binary_search(known.begin(), known.end(), oid)) {
         (void)session_.NotifyDeleted(name, oid);
       }
     }

@@ -1,5 +1,7 @@
 #include "desktop/partner/SyncRun.h"
 
+#include <algorithm>
+
 #include "desktop/manager/Trace.h"
 
 namespace wkt {
@@ -141,6 +143,13 @@ void SyncRun::ForgetLinks() {
   transaction.Commit();
 }
 
+bool SyncRun::HasLinks(const StoredDevice& device) {
+  return std::any_of(kFolders.begin(), kFolders.end(), [&](const FolderDescription& folder) {
+    const int number = static_cast<int>(folder.id);
+    return !store_.Links(device.id, number).empty() || !store_.Sending(device.id, number).empty();
+  });
+}
+
 void SyncRun::IdentifyNew() {
   bool wasOther = false;
   for (const StoredDevice& other : store_.Devices()) {
@@ -148,8 +157,8 @@ void SyncRun::IdentifyNew() {
         other.partner != options_.partner) {
       continue;
     }
-    if (other.lastRun == 0 && other.token.empty() && other.pending.empty()) {
-      store_.RemoveDevice(other.id);  // never got as far as being told apart
+    if (other.lastRun == 0 && !HasLinks(other)) {
+      store_.RemoveDevice(other.id);  // a first run that ended before the device knew of it
     } else {
       wasOther = true;
     }

@@ -60,6 +60,7 @@ class SyncRun {
   void Identify();
   void IdentifyKnown();
   void IdentifyNew();
+  bool HasLinks(const StoredDevice& device);
   bool ListsNothingAnyMore();
   void ForgetLinks();
   void PlanAll();

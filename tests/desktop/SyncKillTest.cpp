@@ -125,13 +125,13 @@ class SyncKill : public ::testing::Test {
     SyncCleanly(1);
     const auto took = std::chrono::steady_clock::now() - begin;
     wholeRunMicroseconds = static_cast<int>(
-        20'000 + std::chrono::duration_cast<std::chrono::microseconds>(took).count());
+        5'000 + std::chrono::duration_cast<std::chrono::microseconds>(took).count());
     ExpectAllEqual();
   }
 
   int kills = 0;
   int killed = 0;
-  int wholeRunMicroseconds = 60'000;
+  int wholeRunMicroseconds = 20'000;
   int made = 0;
   Values owned[kSides];
   std::string message;
@@ -151,7 +151,7 @@ TEST_F(SyncKill, KilledRunsWithEditsBetweenEndEqual) {
     KillAndCheck(count, mayDelete);
     left -= count;
   }
-  EXPECT_GT(killed, kills / 10) << "too few were killed in time";
+  EXPECT_GT(killed, kills / 10) << "most runs were over before they were killed";
 }
 
 }  // namespace

@@ -130,6 +130,16 @@ TEST_F(SyncRestartTest, TwoRunsThatEndedHalfWayAreNoRestoredDevice) {
   ExpectBoth({{"a", "second"}});
 }
 
+TEST_F(SyncRestartTest, FirstRunThatEndedBeforeTheDeviceKnewIsForgotten) {
+  desk.AddOnDevice("a");
+  control::FailCall("RegSetValueExW", 1, ERROR_ACCESS_DENIED);
+  EXPECT_THROW(desk.Sync(1), Failure);
+  EXPECT_FALSE(control::ClearFailures());
+  SyncCleanly();
+  EXPECT_EQ(desk.Partner(1).Devices().size(), 1u);
+  ExpectBoth({{"a", ""}});
+}
+
 TEST_F(SyncRestartTest, FailureHalfWaySaysSo) {
   desk.AddOnDevice("Garden", "", FolderId::Types);
   desk.AddOnDevice("a");

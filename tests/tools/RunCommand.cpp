@@ -80,7 +80,7 @@ CommandResult CommandTest::Finish(const StartedCommand& command) {
 }
 
 bool CommandTest::WaitForText(const std::string& path, const std::string& text) const {
-  constexpr int kTries = 1000;
+  constexpr int kTries = 6000;
   constexpr unsigned kPauseMicroseconds = 10'000;
   for (int i = 0; i < kTries; ++i) {
     if (ReadFile(path).find(text) != std::string::npos) {

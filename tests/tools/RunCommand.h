@@ -34,7 +34,7 @@ class CommandTest : public ::testing::Test {
   // Waits for its end; what it wrote so far is there before.
   CommandResult Finish(const StartedCommand& command);
   std::string Written(const StartedCommand& command, const char* stream) const;
-  // Waits until the file holds the text; false after ten seconds.
+  // Waits until the file holds the text; false after a minute.
   bool WaitForText(const std::string& path, const std::string& text) const;
 
   // A device with frozen clock in Vienna; nothing is synced to the disk.

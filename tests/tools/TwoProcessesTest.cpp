@@ -34,7 +34,7 @@ class TwoProcesses : public CommandTest {
     const int file = open(pipe.c_str(), O_RDONLY);
     constexpr int kFull = 50'000;  // of 65536; what does not fit whole is not written
     int waiting = 0;
-    for (int tries = 0; tries < 1000 && waiting < kFull; ++tries) {
+    for (int tries = 0; tries < 6000 && waiting < kFull; ++tries) {
       usleep(10'000);
       ioctl(file, FIONREAD, &waiting);
     }
@@ -62,7 +62,7 @@ class TwoProcesses : public CommandTest {
 
 TEST_F(TwoProcesses, ListenShowsWhatASynchronisationElsewhereTells) {
   ASSERT_EQ(Run({"sync", "pocket", "desk"}).exitCode, 0);
-  const StartedCommand text = Start({"listen", "pocket", "--seconds", "60"}, "text");
+  const StartedCommand text = Start({"listen", "pocket", "--seconds", "200"}, "text");
   ASSERT_TRUE(WaitForText(text.name + ".err", "Listening as the application's window."));
   ASSERT_EQ(Run({"job", "add", "desk", "--title", "a"}).exitCode, 0);
   ASSERT_EQ(Run({"type", "add", "desk", "--kind", "2", "--name", "b"}).exitCode, 0);
@@ -74,7 +74,7 @@ TEST_F(TwoProcesses, ListenShowsWhatASynchronisationElsewhereTells) {
   EXPECT_EQ(SortedLines(heard.out), (std::vector<std::string>{"WM_USER + 102: daily jobs changed",
                                                               "WM_USER + 103: types changed"}));
 
-  const StartedCommand lines = Start({"listen", "pocket", "--json", "--seconds", "60"}, "json");
+  const StartedCommand lines = Start({"listen", "pocket", "--json", "--seconds", "200"}, "json");
   ASSERT_TRUE(WaitForText(lines.name + ".err", "Listening"));
   ASSERT_EQ(Run({"favorite", "add", "desk", "--title", "c"}).exitCode, 0);
   ASSERT_EQ(Run({"sync", "pocket", "desk"}).exitCode, 0);

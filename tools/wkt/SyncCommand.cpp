@@ -218,6 +218,9 @@ Json Synchronise(const SyncArguments& arguments, const std::string& device,
       folder.Keep();  // a part is done
     }
     throw;
+  } catch (...) {
+    folder.Keep();
+    throw;
   }
 }
 
