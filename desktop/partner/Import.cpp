@@ -6,13 +6,17 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <vector>
 
 #include "desktop/partner/Failure.h"
 
 namespace wkt {
 
 namespace {
+
+constexpr char kUtf16[] = "the file is UTF-16; convert it to UTF-8 first";
+constexpr char kLatin1[] = "not UTF-8, probably Latin-1; convert the file to UTF-8 first";
+constexpr char kZeroByte[] = "a zero byte; the file is no text";
 
 // A year of one person's time is some hundred kilobytes.
 constexpr size_t kMaxFileBytes = size_t{256} << 20;
@@ -48,18 +52,17 @@ std::string ReadImportFile(const std::string& path) {
   if (std::filesystem::is_directory(path, ignored)) {
     throw Failure(path + " is a folder, expected a file", ExitCode::Usage);
   }
-  std::ifstream file(path, std::ios::binary | std::ios::ate);
-  if (!file) {
-    throw Failure("cannot read " + path, ExitCode::Usage);
+  // Piece by piece: a pipe does not know its size.
+  std::ifstream file(path, std::ios::binary);
+  std::string content;
+  std::vector<char> piece(size_t{1} << 16);
+  while (file.read(piece.data(), static_cast<std::streamsize>(piece.size())) || file.gcount() > 0) {
+    content.append(piece.data(), static_cast<size_t>(file.gcount()));
+    if (content.size() > kMaxFileBytes) {
+      throw Failure(path + " is larger than 256 MB; that is no file of records", ExitCode::Usage);
+    }
   }
-  const auto size = file.tellg();
-  if (size < 0 || static_cast<size_t>(size) > kMaxFileBytes) {
-    throw Failure(path + " is larger than 256 MB; that is no file of records", ExitCode::Usage);
-  }
-  std::string content(static_cast<size_t>(size), '\0');
-  file.seekg(0);
-  file.read(content.data(), size);
-  if (!file) {
+  if (!file.eof()) {
     throw Failure("cannot read " + path, ExitCode::Usage);
   }
   return content;
@@ -71,22 +74,40 @@ void ImportProblem(const ImportOptions& options, int line, const std::string& pr
 
 std::string_view CheckUtf8(const ImportOptions& options, std::string_view content) {
   if (content.starts_with("\xFF\xFE") || content.starts_with("\xFE\xFF")) {
-    ImportProblem(options, 1, "the file is UTF-16; convert it to UTF-8 first");
+    ImportProblem(options, 1, kUtf16);
   }
   if (content.starts_with("\xEF\xBB\xBF")) {
     content.remove_prefix(3);
   }
   if (!IsUtf8(content)) {
-    ImportProblem(options, FirstWrongLine(content),
-                  "not UTF-8, probably Latin-1; convert the file to UTF-8 first");
+    ImportProblem(options, FirstWrongLine(content), kLatin1);
   }
   if (const size_t zero = content.find('\0'); zero != std::string_view::npos) {
     const bool wide = content.size() > 1 && (content[0] == '\0' || content[1] == '\0');
-    ImportProblem(options, LineOf(content, zero),
-                  wide ? "the file is UTF-16; convert it to UTF-8 first"
-                       : "a zero byte; the file is no text");
+    ImportProblem(options, LineOf(content, zero), wide ? kUtf16 : kZeroByte);
   }
   return content;
+}
+
+void CheckUtf8Line(const ImportOptions& options, std::string_view text, int line) {
+  if (!IsUtf8(text)) {
+    ImportProblem(options, line, kLatin1);
+  }
+  if (const size_t zero = text.find('\0'); zero != std::string_view::npos) {
+    // Letters of a text in UTF-16 have a zero byte beside them.
+    ImportProblem(options, line, line == 1 && zero < 2 ? kUtf16 : kZeroByte);
+  }
+}
+
+void Attempt(const ImportOptions& options, const std::function<void()>& read) {
+  try {
+    read();
+  } catch (const Failure& failure) {
+    if (!options.skipped) {
+      throw;
+    }
+    options.skipped->push_back(failure.what());
+  }
 }
 
 std::u16string DerivedIdentifier(std::string_view source, std::string_view key, int ordinal) {

@@ -2,6 +2,7 @@
 // identifiers that derive from the source and the row, so that reading a file twice gives the same.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,8 @@ struct ImportOptions {
   std::string fileName;  // for messages
   const Zone* zone = nullptr;
   uint64_t now = 0;  // modification time of what carries none
+  // Where it is not null, entries that cannot be read are left out and said here.
+  std::vector<std::string>* skipped = nullptr;
 };
 
 using ImportedRecords = std::vector<ImportedRecord>;
@@ -32,6 +35,12 @@ std::string ReadImportFile(const std::string& path);
 // Fails for UTF-16, Latin-1 and other bytes that are no UTF-8, naming the encoding that it looks
 // like; skips a byte order mark.
 std::string_view CheckUtf8(const ImportOptions& options, std::string_view content);
+
+// One line of a file; a byte order mark is not looked for.
+void CheckUtf8Line(const ImportOptions& options, std::string_view text, int line);
+
+// Reads one entry: what it throws goes on, or is noted in `options.skipped`.
+void Attempt(const ImportOptions& options, const std::function<void()>& read);
 
 ImportedRecords ReadJsonRecords(const ImportOptions& options, std::string_view content);
 
@@ -47,7 +56,10 @@ struct ClockColumns {
   std::string comment;
   std::string project;
   std::string workType;
-  std::string person;
+  std::string teamwork;
+  std::string person;  // several in a cell have ";" between them
+  std::string date;    // of the day, where `in` and `out` hold the time of day alone
+  char separator = ',';
 };
 ImportedRecords ReadClockRecords(const ImportOptions& options, const ClockColumns& columns,
                                  std::string_view content);

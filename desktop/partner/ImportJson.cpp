@@ -1,10 +1,10 @@
 // Our own JSON: {"types": [...], "favorites": [...], "jobs": [...]}, as exports write it.
-#include <iterator>
 #include <map>
 
 #include "desktop/partner/Failure.h"
 #include "desktop/partner/Import.h"
 #include "desktop/partner/Instant.h"
+#include "desktop/partner/JsonText.h"
 #include "desktop/partner/RecordJson.h"
 
 namespace wkt {
@@ -13,29 +13,6 @@ namespace {
 
 constexpr char kFormatName[] = "format";
 constexpr char kFormat[] = "worktally";
-
-// Tells the parser's present line: the parser reads through it.
-class CountingIterator {
- public:
-  using iterator_category = std::input_iterator_tag;
-  using value_type = char;
-  using difference_type = std::ptrdiff_t;
-  using pointer = const char*;
-  using reference = const char&;
-
-  CountingIterator(const char* at, int* line) : at_(at), line_(line) {}
-  reference operator*() const { return *at_; }
-  CountingIterator& operator++() {
-    *line_ += *at_ == '\n';
-    ++at_;
-    return *this;
-  }
-  bool operator==(const CountingIterator& other) const { return at_ == other.at_; }
-
- private:
-  const char* at_;
-  int* line_;
-};
 
 // A new record of now, on its start's day when the file names no day.
 Record ReadOne(const ImportOptions& options, FolderId folder, const Json& json) {
@@ -52,36 +29,34 @@ Record ReadOne(const ImportOptions& options, FolderId folder, const Json& json) 
   return record;
 }
 
+Json ParseFile(const ImportOptions& options, std::string_view content, std::vector<int>* lines) {
+  constexpr int kRecordDepth = 2;  // in a list in the file's object
+  int line = 1;
+  try {
+    return ParseJson(content, &line, [lines](int depth, int at) {
+      if (depth == kRecordDepth) {
+        lines->push_back(at);
+      }
+    });
+  } catch (const Failure& failure) {
+    ImportProblem(options, line, failure.what());
+  }
+}
+
 }  // namespace
 
 ImportedRecords ReadJsonRecords(const ImportOptions& options, std::string_view content) {
   content = CheckUtf8(options, content);
-  int line = 1;
   std::vector<int> lines;  // of each record, in the order of the file
-  const auto note = [&](int depth, Json::parse_event_t event, Json&) {
-    if (depth == 2 && event == Json::parse_event_t::object_start) {
-      lines.push_back(line);
-    }
-    return true;
-  };
-  Json file;
-  try {
-    file = Json::parse(CountingIterator(content.data(), &line),
-                       CountingIterator(content.data() + content.size(), &line), note);
-  } catch (const Json::exception& error) {
-    const std::string text = error.what();
-    ImportProblem(
-        options, line,
-        "not JSON: " +
-            text.substr(text.rfind(": ") == std::string::npos ? 0 : text.rfind(": ") + 2));
-  }
+  const Json file = ParseFile(options, content, &lines);
   if (!file.is_object()) {
     ImportProblem(options, 1, "expected an object with types, favorites and jobs");
   }
   ImportedRecords records;
   std::map<std::string, int> seen;
   size_t next = 0;
-  for (const auto& [name, list] : file.items()) {
+  for (const auto& [listName, list] : file.items()) {
+    const std::string name = listName;
     const auto folder = FolderFromName(name);
     if (name == kFormatName && list == kFormat) {
       continue;
@@ -92,17 +67,22 @@ ImportedRecords ReadJsonRecords(const ImportOptions& options, std::string_view c
     }
     for (const Json& json : list) {
       const int at = json.is_object() && next < lines.size() ? lines[next++] : 1;
-      try {
-        Record record = ReadOne(options, *folder, json);
-        if (record.Id().empty()) {
-          const std::string key = json.dump();
-          record.SetText(Field::Id, DerivedIdentifier("json " + name, key, ++seen[name + key]));
+      Attempt(options, [&] {
+        try {
+          Record record = ReadOne(options, *folder, json);
+          if (record.Id().empty()) {
+            const std::string key = json.dump();
+            record.SetText(Field::Id, DerivedIdentifier("json " + name, key, ++seen[name + key]));
+          }
+          records.push_back({std::move(record), at});
+        } catch (const Failure& failure) {
+          ImportProblem(options, at, failure.what());
         }
-        records.push_back({std::move(record), at});
-      } catch (const Failure& failure) {
-        ImportProblem(options, at, failure.what());
-      }
+      });
     }
+  }
+  if (next != lines.size()) {
+    ImportProblem(options, 1, "a list stands twice in the file");
   }
   return records;
 }

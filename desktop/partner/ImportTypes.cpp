@@ -1,5 +1,6 @@
 #include "desktop/partner/ImportTypes.h"
 
+#include <algorithm>
 #include <iterator>
 
 #include "desktop/manager/Trace.h"
@@ -13,7 +14,9 @@ namespace {
 constexpr int kWorkType = 1;
 constexpr int kProject = 2;
 constexpr int kPerson = 3;
-constexpr int kWorkTypeFlag = 4;  // set in every work type
+constexpr int kTeamwork = 4;
+constexpr int kWorkTypeFlag = 4;                    // set in every work type
+constexpr std::string_view kPathSeparator = " / ";  // as exports write projects below others
 
 }  // namespace
 
@@ -50,12 +53,32 @@ std::u16string ImportedTypes::Project(const std::string& client, const std::stri
   return Get(kProject, name, Get(kProject, client, u""));
 }
 
+std::u16string ImportedTypes::ProjectPath(const std::string& path) {
+  std::u16string id;
+  for (size_t begin = 0; begin <= path.size();) {
+    const size_t end = std::min(path.find(kPathSeparator, begin), path.size());
+    const std::string name = path.substr(begin, end - begin);
+    id = name.empty() ? id : Get(kProject, name, id);
+    begin = end + kPathSeparator.size();
+  }
+  return id;
+}
+
 std::u16string ImportedTypes::WorkType(const std::string& name) {
   return Get(kWorkType, name, u"");
 }
 
-std::u16string ImportedTypes::Person(const std::string& name) {
-  return Get(kPerson, name, u"");
+std::u16string ImportedTypes::Teamwork(const std::string& name) {
+  return Get(kTeamwork, name, u"");
+}
+
+std::u16string ImportedTypes::Persons(const std::vector<std::string>& names) {
+  std::u16string ids;
+  for (const std::string& name : names) {
+    const std::u16string id = Get(kPerson, name, u"");
+    ids += id.empty() || ids.empty() ? id : u"; " + id;
+  }
+  return ids;
 }
 
 ImportedRecords ImportedTypes::Join(ImportedRecords jobs) {

@@ -3,6 +3,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 #include "desktop/partner/Import.h"
 
@@ -19,10 +20,14 @@ class ImportedTypes {
   ImportedTypes(std::string source, const ImportOptions& options)
       : source_(std::move(source)), options_(options) {}
 
-  // Identifier of the project; a client is its parent. Empty for an empty name.
+  // Identifiers; empty for an empty name. A client is the parent of its projects.
   std::u16string Project(const std::string& client, const std::string& name);
+  // "House / Roof": each is the parent of the next.
+  std::u16string ProjectPath(const std::string& path);
   std::u16string WorkType(const std::string& name);
-  std::u16string Person(const std::string& name);
+  std::u16string Teamwork(const std::string& name);
+  // As a job has them: identifiers with "; " between them.
+  std::u16string Persons(const std::vector<std::string>& names);
 
   // Types first.
   ImportedRecords Join(ImportedRecords jobs);

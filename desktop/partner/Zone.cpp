@@ -4,6 +4,8 @@
 #include <unicode/basictz.h>
 #include <unicode/unistr.h>
 
+#include <cstdlib>
+
 #include "desktop/partner/Failure.h"
 #include "desktop/partner/Instant.h"
 
@@ -18,10 +20,24 @@ double ToMilliseconds(uint64_t ticks) {
          1000.0;
 }
 
+// Stays within what a file time can hold.
 uint64_t Shift(uint64_t ticks, int64_t minutes) {
-  const int64_t shifted =
-      static_cast<int64_t>(ticks) + minutes * static_cast<int64_t>(kTicksPerMinute);
-  return shifted < 0 ? 0 : static_cast<uint64_t>(shifted);
+  const uint64_t distance = static_cast<uint64_t>(std::abs(minutes)) * kTicksPerMinute;
+  if (minutes < 0) {
+    return ticks < distance ? 0 : ticks - distance;
+  }
+  return ticks > UINT64_MAX - distance ? UINT64_MAX : ticks + distance;
+}
+
+// ICU answers a name that it does not know with a zone of its own.
+std::unique_ptr<icu::TimeZone> FindZone(const std::string& name) {
+  std::unique_ptr<icu::TimeZone> zone(
+      icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(name)));
+  icu::UnicodeString id;
+  if (zone && zone->getID(id) == icu::UnicodeString(UCAL_UNKNOWN_ZONE_ID)) {
+    zone.reset();
+  }
+  return zone;
 }
 
 }  // namespace
@@ -31,13 +47,7 @@ struct Zone::Rules {
 };
 
 Zone::Zone(const std::string& name) : name_(name), rules_(std::make_unique<Rules>()) {
-  std::unique_ptr<icu::TimeZone> zone(
-      icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(name)));
-  // ICU answers a name that it does not know with a zone of its own.
-  icu::UnicodeString id;
-  if (zone && zone->getID(id) == icu::UnicodeString(UCAL_UNKNOWN_ZONE_ID)) {
-    zone.reset();
-  }
+  std::unique_ptr<icu::TimeZone> zone = FindZone(name);
   auto* basic = dynamic_cast<icu::BasicTimeZone*>(zone.get());
   if (!basic) {
     throw Failure("there is no time zone '" + name + "'; expected a name such as Europe/Vienna",
@@ -45,6 +55,18 @@ Zone::Zone(const std::string& name) : name_(name), rules_(std::make_unique<Rules
   }
   (void)zone.release();
   rules_->zone.reset(basic);
+}
+
+bool Zone::IsKnown(const std::string& name) {
+  return FindZone(name) != nullptr;
+}
+
+std::string Zone::NameFromWindows(const std::string& name) {
+  icu::UnicodeString id;
+  UErrorCode error = U_ZERO_ERROR;
+  icu::TimeZone::getIDForWindowsID(icu::UnicodeString::fromUTF8(name), nullptr, id, error);
+  std::string text;
+  return U_FAILURE(error) ? text : id.toUTF8String(text);
 }
 
 Zone::~Zone() = default;

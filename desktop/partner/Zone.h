@@ -9,6 +9,10 @@ namespace wkt {
 
 class Zone {
  public:
+  static bool IsKnown(const std::string& name);
+  // "W. Europe Standard Time" -> "Europe/Berlin"; empty when Windows has no such zone.
+  static std::string NameFromWindows(const std::string& name);
+
   // Throws Failure for a name that is not known.
   explicit Zone(const std::string& name);
   ~Zone();

@@ -113,7 +113,8 @@ TEST_F(Exchange, BrokenFilesAreNamedWithTheirLine) {
             "wkt: x:2: 1 columns, expected 2 as in the heading\n");
   EXPECT_EQ(ImportProblem("A,B\nsoon,late\n", clock),
             "wkt: x:2: 'soon' is no time, expected one such as 2026-03-02 09:00:00\n");
-  EXPECT_EQ(ImportProblem("A,C\n", clock), "wkt: x:1: there is no column 'B'\n");
+  EXPECT_EQ(ImportProblem("A,C\n", clock),
+            "wkt: x:1: there is no column 'B'; there are: 'A', 'C'\n");
   EXPECT_NE(ImportProblem(std::string("A,B\n\0,x\n", 8), clock).find("x:2: a zero byte"),
             std::string::npos);
   EXPECT_NE(

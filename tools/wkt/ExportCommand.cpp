@@ -47,6 +47,10 @@ std::vector<HomeRecord> Sorted(Home& home, FolderId folder, const ExportArgument
   std::vector<HomeRecord> records = home.List(folder);
   const uint64_t from = ReadDay(arguments.from, 0);
   const uint64_t to = ReadDay(arguments.to, UINT64_MAX);
+  if (from > to) {
+    throw Failure("--from " + arguments.from + " lies behind --to " + arguments.to,
+                  ExitCode::Usage);
+  }
   if (folder == FolderId::Jobs) {
     std::erase_if(records, [&](const HomeRecord& found) {
       return found.record.Ticks(Field::Day) < from || found.record.Ticks(Field::Day) > to;
@@ -104,9 +108,15 @@ void AddExportCommand(Shell& shell) {
   const auto arguments = std::make_shared<ExportArguments>();
   CLI::App* command = AddCommand(shell, shell.app, "export");
   command->add_option("HOME", arguments->home, "A device or a partner's folder")->required();
-  auto* csv = command->add_flag("--csv", arguments->csv, "One folder as CSV");
-  command->add_flag("--ics", arguments->calendar, "Jobs as iCalendar")->excludes(csv);
+  CLI::Option* json = command->get_option("--json");
+  json->description("Everything as JSON; so it is without --csv and --ics");
+  CLI::Option* csv =
+      command->add_flag("--csv", arguments->csv, "One folder as CSV")->excludes(json);
+  command->add_flag("--ics", arguments->calendar, "Jobs as iCalendar")
+      ->excludes(csv)
+      ->excludes(json);
   command->add_option("--folder", arguments->folder, "The folder for --csv")
+      ->needs(csv)
       ->check(CLI::IsMember({"jobs", "favorites", "types"}));
   command->add_option("--from", arguments->from, "First day of jobs");
   command->add_option("--to", arguments->to, "Last day of jobs");

@@ -18,7 +18,9 @@ struct ImportArguments {
   std::string file;
   std::string zone;
   ClockColumns columns;
+  std::string separator = ",";
   bool dryRun = false;
+  bool skipBad = false;
 };
 
 constexpr size_t kTitleWidth = 44;
@@ -80,6 +82,15 @@ std::string ImportText(const Json& report) {
                   folder["alreadyThere"].dump()});
   }
   text += table.Text();
+  if (report["added"] == 0 && report["alreadyThere"] != 0) {
+    text += "\nNothing is new: all of it is there already.\n";
+  }
+  if (const Json& skipped = report["skipped"]; !skipped.empty()) {
+    text += "\nLeft out:\n";
+    for (const Json& problem : skipped) {
+      text += "  " + problem.get<std::string>() + "\n";
+    }
+  }
   const Json& overlaps = report["overlaps"];
   if (!overlaps.empty()) {
     text += "\n" +
@@ -106,7 +117,7 @@ ImportedRecords ReadRecords(const ImportArguments& arguments, const ImportOption
     start.remove_prefix(3);
   }
   start.remove_prefix(std::min(start.find_first_not_of(" \t\r\n"), start.size()));
-  if (!arguments.columns.in.empty() || !arguments.columns.out.empty()) {
+  if (!arguments.columns.in.empty()) {
     return ReadClockRecords(options, arguments.columns, content);
   }
   if (start.starts_with("BEGIN:VCALENDAR")) {
@@ -126,14 +137,32 @@ ImportedRecords ReadRecords(const ImportArguments& arguments, const ImportOption
                 "--in and --out");
 }
 
+Json ReportFolders(const std::map<FolderId, std::pair<int64_t, int64_t>>& counts, Json report) {
+  int64_t added = 0;
+  int64_t alreadyThere = 0;
+  report["folders"] = Json::array();
+  for (const FolderDescription& folder : kFolders) {
+    const auto found = counts.find(folder.id);
+    const auto [own, known] = found == counts.end() ? std::pair<int64_t, int64_t>() : found->second;
+    report["folders"].push_back({{"folder", folder.name}, {"added", own}, {"alreadyThere", known}});
+    added += own;
+    alreadyThere += known;
+  }
+  report["added"] = added;
+  report["alreadyThere"] = alreadyThere;
+  return report;
+}
+
 void Import(Shell& shell, const ImportArguments& arguments) {
   const auto home = OpenHome(arguments.home, arguments.dryRun ? Access::Read : Access::Write);
   const std::optional<Zone> zone =
       arguments.zone.empty() ? std::nullopt : std::optional<Zone>(arguments.zone);
+  std::vector<std::string> skipped;
   ImportOptions options;
   options.fileName = arguments.file;
   options.zone = zone ? &*zone : &home->LocalZone();
   options.now = home->Now();
+  options.skipped = arguments.skipBad ? &skipped : nullptr;
   const ImportedRecords records = ReadRecords(arguments, options);
 
   std::map<FolderId, std::set<std::u16string>> known;
@@ -144,7 +173,10 @@ void Import(Shell& shell, const ImportArguments& arguments) {
   }
   std::map<FolderId, std::pair<int64_t, int64_t>> counts;  // added, already there
   std::vector<const Record*> jobs;
-  Undo undo(*home);
+  std::optional<Undo> undo;
+  if (!arguments.dryRun) {
+    undo.emplace(*home);
+  }
   for (const ImportedRecord& imported : records) {
     const Record& record = imported.record;
     if (record.Folder() == FolderId::Jobs) {
@@ -155,21 +187,20 @@ void Import(Shell& shell, const ImportArguments& arguments) {
       continue;
     }
     ++counts[record.Folder()].first;
-    if (!arguments.dryRun) {
-      undo.Add(record);
+    if (undo) {
+      undo->Add(record);
     }
   }
-  undo.Keep();
+  if (undo) {
+    undo->Keep();
+  }
   Json report;
   report["file"] = arguments.file;
   report["dryRun"] = arguments.dryRun;
-  report["folders"] = Json::array();
-  for (const FolderDescription& folder : kFolders) {
-    report["folders"].push_back({{"folder", folder.name},
-                                 {"added", counts[folder.id].first},
-                                 {"alreadyThere", counts[folder.id].second}});
-  }
+  report = ReportFolders(counts, std::move(report));
+  report["skipped"] = skipped;
   report["overlaps"] = FindOverlaps(jobs);
+  shell.exitCode = skipped.empty() ? ExitCode::Done : ExitCode::Left;
   Print(shell.output, report, ImportText);
 }
 
@@ -182,16 +213,34 @@ void AddImportCommand(Shell& shell) {
   command->add_option("FILE", arguments->file, "The file to read")->required();
   command->add_option("--zone", arguments->zone,
                       "Time zone of times without one; the home's own when missing");
-  command->add_option("--in", arguments->columns.in,
-                      "CSV of a time clock: heading of the column with the start");
-  command->add_option("--out", arguments->columns.out, "... with the end");
-  command->add_option("--title-column", arguments->columns.title, "... with the title");
-  command->add_option("--comment-column", arguments->columns.comment, "... with the comment");
-  command->add_option("--project-column", arguments->columns.project, "... with the project");
-  command->add_option("--work-type-column", arguments->columns.workType, "... with the work type");
-  command->add_option("--person-column", arguments->columns.person, "... with the person");
+  CLI::Option* in = command->add_option("--in", arguments->columns.in,
+                                        "CSV of a time clock: heading of the column with the "
+                                        "start");
+  in->needs(command->add_option("--out", arguments->columns.out, "... with the end")->needs(in));
+  const auto column = [&](const char* name, std::string* heading, const char* description) {
+    command->add_option(name, *heading, description)->needs(in);
+  };
+  column("--date-column", &arguments->columns.date,
+         "... with the day, when start and end are times of day");
+  column("--title-column", &arguments->columns.title, "... with the title");
+  column("--comment-column", &arguments->columns.comment, "... with the comment");
+  column("--project-column", &arguments->columns.project,
+         "... with the project; 'House / Roof' is Roof below House");
+  column("--work-type-column", &arguments->columns.workType, "... with the work type");
+  column("--teamwork-column", &arguments->columns.teamwork, "... with the teamwork");
+  column("--person-column", &arguments->columns.person, "... with the persons, ';' between them");
+  command
+      ->add_option("--separator", arguments->separator,
+                   "What stands between the columns: , ; or tab")
+      ->needs(in)
+      ->check(CLI::IsMember({",", ";", "tab"}));
   command->add_flag("--dry-run", arguments->dryRun, "Read and check the file; add nothing");
-  command->callback([&shell, arguments] { Import(shell, *arguments); });
+  command->add_flag("--skip-bad", arguments->skipBad,
+                    "Leave out entries that cannot be read, and say which");
+  command->callback([&shell, arguments] {
+    arguments->columns.separator = arguments->separator == "tab" ? '\t' : arguments->separator[0];
+    Import(shell, *arguments);
+  });
 }
 
 }  // namespace wkt::tool
