@@ -9,6 +9,7 @@
 #include "WktCommon/TypePacketLayout.h"
 #include "desktop/manager/Trace.h"
 #include "desktop/partner/Failure.h"
+#include "desktop/partner/Instant.h"
 
 namespace wkt {
 
@@ -30,7 +31,6 @@ constexpr const char* kTypeNames[] = {
 static_assert(std::size(kTypeNames) == std::size(TypePacketLayout::kFields));
 
 constexpr char16_t kMagic[] = u"Worktally";
-constexpr size_t kTypeTextRow = 1;
 
 std::u16string Units(std::span<const uint8_t> bytes) {
   std::u16string units;
@@ -49,78 +49,145 @@ Bytes FromUnits(const std::u16string& units) {
   return bytes;
 }
 
-bool IsNumber(std::string_view name) {
-  return name == "version" || name == "kind" || name == "useCount" || name == "unused2" || name == "unused3" ||
-         name == "unused4" || name.ends_with(" high") || name.ends_with(" low");
+bool IsNumberField(std::string_view name, const PacketField& field) {
+  return field.shape == FieldShape::Fixed && field.unitCount == kNumberUnits && name != "flags";
+}
+
+std::string Quoted(const std::u16string& text) {
+  return "'" + ToUtf8(text) + "'";
+}
+
+const char* TypeTextMeaning(const std::u16string& text) {
+  return text == u"act"   ? "daily job"
+         : text == u"fac" ? "favourite job"
+         : text == u"ACT" ? "daily job, older layout"
+         : text == u"FAC" ? "favourite job, older layout"
+                          : "";
+}
+
+const char* KindMeaning(int32_t kind) {
+  constexpr const char* kNames[] = {"work type", "project", "person", "teamwork", "list"};
+  return kind >= 1 && kind <= static_cast<int32_t>(std::size(kNames)) ? kNames[kind - 1] : "";
+}
+
+// The signed halves of a file time, as a packet has them.
+std::string TimeMeaning(const std::u16string& high, const std::u16string& low, bool isDay) {
+  const uint64_t ticks = uint64_t{static_cast<uint32_t>(ReadNumber(high.c_str()))} << 32 |
+                         static_cast<uint32_t>(ReadNumber(low.c_str()));
+  return ticks >= kEndOfTextTime ? std::to_string(ticks) + " ticks"
+                                 : ClockText(ticks) + (isDay ? "" : "Z");
+}
+
+// A type's second field is a number; a job's is a word.
+bool LooksLikeType(std::span<const uint8_t> bytes) {
+  constexpr size_t kSecondField = kMagicUnits * sizeof(WCHAR);
+  if (bytes.size() < kSecondField + sizeof(WCHAR)) {
+    return false;
+  }
+  const char16_t first = Units(bytes.subspan(kSecondField, sizeof(WCHAR))).front();
+  return (first >= u'0' && first <= u'9') || first == u'-' || first == u'+' || first == u' ' ||
+         first == u'\0';
 }
 
 // Walks one packet by its table; lives for one call.
 class Viewer {
  public:
-  explicit Viewer(std::span<const uint8_t> bytes) : bytes_(bytes) {}
+  Viewer(std::span<const uint8_t> bytes, bool isType) : bytes_(bytes) { view_.isType = isType; }
 
   PacketView View() {
-    const std::u16string start = Units(bytes_.first(std::min<size_t>(bytes_.size(), 28)));
-    const std::u16string typeText = start.size() >= 14 ? start.substr(10, 4) : u"";
-    size_t referenceUnits = kReferenceUnits;
-    view_.isType = true;
-    for (const JobTypeText& known : kJobTypeTexts) {
-      if (typeText == std::u16string(known.text) + u'\0') {
-        view_.isType = false;
-        referenceUnits = known.referenceUnits;
-      }
-    }
     if (view_.isType) {
-      Walk(TypePacketLayout::kFields, kTypeNames, referenceUnits);
+      Walk(TypePacketLayout::kFields, kTypeNames);
     } else {
-      Walk(JobPacketLayout::kFields, kJobNames, referenceUnits);
+      Walk(JobPacketLayout::kFields, kJobNames);
     }
     if (offset_ < bytes_.size()) {
-      Add(view_.problem.empty() ? "behind the packet" : "rest", "rest", bytes_.size() - offset_);
+      const bool isBehind = view_.parts.size() == RowCount();
+      Add(isBehind ? "behind the packet" : "rest", "rest", bytes_.size() - offset_);
     }
     Judge();
     return std::move(view_);
   }
 
  private:
-  void Walk(PacketFields fields, std::span<const char* const> names, size_t referenceUnits) {
-    for (size_t row = 0; row < fields.size() && view_.problem.empty(); ++row) {
+  size_t RowCount() const {
+    return view_.isType ? std::size(TypePacketLayout::kFields)
+                        : std::size(JobPacketLayout::kFields);
+  }
+
+  // The first one counts.
+  void Report(std::string problem) {
+    if (view_.problem.empty()) {
+      view_.problem = std::move(problem);
+    }
+  }
+
+  void Walk(PacketFields fields, std::span<const char* const> names) {
+    for (size_t row = 0; row < fields.size(); ++row) {
       const PacketField& field = fields[row];
       const std::string name = names[row];
       const std::span<const uint8_t> left = bytes_.subspan(offset_);
-      const size_t width = field.shape == FieldShape::Reference ? referenceUnits : field.unitCount;
       const bool isVariable = field.shape == FieldShape::Variable;
+      const size_t width = field.shape == FieldShape::Reference ? referenceUnits_ : field.unitCount;
       if (!isVariable && left.size() < width * 2) {
-        view_.problem = fmt::format("{} at byte {} needs {} bytes, {} are left", name, offset_,
-                                    width * 2, left.size());
+        Report(fmt::format("{} at byte {} needs {} bytes, {} are left", name, offset_, width * 2,
+                           left.size()));
         return;
       }
       const auto end = FindTerminator(left.data(), isVariable ? left.size() / 2 : width);
-      if (!end) {
-        view_.problem = fmt::format("{} at byte {} has no terminator within {} bytes", name,
-                                    offset_, isVariable ? left.size() : width * 2);
+      // Magic and type text are told by what they are.
+      const bool isHeader = row == 0 || (row == kSecondRow && !view_.isType);
+      if (!end && !isHeader) {
+        Report(fmt::format("{} at byte {} has no terminator within {} bytes", name, offset_,
+                           isVariable ? left.size() : width * 2));
         return;
       }
       Add(name,
-          IsNumber(name) && !isVariable ? "number"
-          : isVariable                  ? "text"
-                                        : "fixed text",
+          isVariable                   ? "text"
+          : IsNumberField(name, field) ? "number"
+                                       : "fixed text",
           isVariable ? (*end + 1) * 2 : width * 2);
-      if (row == 0 && view_.parts.back().value != kMagic) {
-        view_.problem = fmt::format("magic at byte 0 is '{}', expected 'Worktally'",
-                                    ToUtf8(view_.parts.back().value));
-      }
-      if (row == kTypeTextRow && view_.isType && !IsKind(view_.parts.back().value)) {
-        view_.problem =
-            fmt::format("kind at byte {} is '{}', expected 1 to 5, or a job's 'act' or 'fac'",
-                        view_.parts.back().offset, ToUtf8(view_.parts.back().value));
+      if (!Understand(row, name)) {
+        return;
       }
     }
   }
 
-  static bool IsKind(const std::u16string& text) {
-    const int kind = ReadNumber(text.c_str());
-    return kind >= 1 && kind <= 5;
+  // False where nothing can be said of what follows.
+  bool Understand(size_t row, const std::string& name) {
+    PacketPart& part = view_.parts.back();
+    const bool ends = part.value.size() * 2 < part.bytes.size();
+    if (row == 0) {
+      if (part.value != kMagic || !ends) {
+        Report("magic at byte 0 is " + Quoted(part.value) + ", expected 'Worktally'");
+        return false;
+      }
+    } else if (row == kSecondRow && view_.isType) {
+      const int32_t kind = ReadNumber(part.value.c_str());
+      part.meaning = KindMeaning(kind);
+      if (part.meaning.empty()) {
+        Report(
+            fmt::format("kind at byte {} is {}, expected 1 to 5", part.offset, Quoted(part.value)));
+      }
+    } else if (row == kSecondRow) {
+      WCHAR typeText[kJobTypeUnits];
+      part.value.copy(typeText, kJobTypeUnits);
+      std::fill(typeText + part.value.size(), typeText + kJobTypeUnits, u'\0');
+      const bool isClean = part.plain && ends;
+      referenceUnits_ = isClean ? ReferenceUnitsOf(typeText) : 0;
+      part.meaning = TypeTextMeaning(part.value);
+      if (referenceUnits_ == 0) {
+        Report(
+            fmt::format("type at byte {} is {}{}, expected 'act' or 'fac', or 'ACT' or 'FAC' "
+                        "of the older layout",
+                        part.offset, Quoted(part.value),
+                        isClean || !ends ? "" : " with something behind its terminator"));
+        return false;
+      }
+    } else if (name.ends_with(" low")) {
+      part.meaning =
+          TimeMeaning(view_.parts[view_.parts.size() - 2].value, part.value, name == "day low");
+    }
+    return true;
   }
 
   void Add(const std::string& name, const char* kind, size_t byteCount) {
@@ -132,32 +199,38 @@ class Viewer {
                       bytes_.begin() + static_cast<std::ptrdiff_t>(offset_ + byteCount));
     const std::u16string units = Units(part.bytes);
     part.value = units.substr(0, units.find(u'\0'));
-    part.plain = std::string_view(kind) != "rest" &&
+    part.plain = std::string_view(kind) != "rest" && part.value.size() < units.size() &&
                  units.find_first_not_of(u'\0', part.value.size()) == std::u16string::npos;
     offset_ += byteCount;
     view_.parts.push_back(std::move(part));
   }
 
+  // In the words of its log, then the answer.
   void Judge() {
     const auto byteCount = static_cast<DWORD>(bytes_.size());
-    const char* refusal = view_.isType ? "'Invalid type packet received', E_UNEXPECTED"
-                                       : "'Invalid packet received', E_UNEXPECTED";
     const bool fits = view_.isType ? CheckTypePacket(bytes_.data(), byteCount)
                                    : CheckJobPacket(bytes_.data(), byteCount);
-    const bool wrongMagic = !view_.parts.empty() && view_.parts[0].value != kMagic;
-    if (view_.problem.empty() && fits) {
+    if (fits && view_.problem.empty()) {
       view_.provider = "accepted";
-    } else if (wrongMagic && fits) {
-      view_.provider =
-          fmt::format("'Invalid packet header; Got = '{}'; Expected = 'Worktally'', then {}",
-                      ToUtf8(view_.parts[0].value), refusal);
-    } else {
-      view_.provider = refusal;
+      return;
     }
+    // What fits and is wrong all the same is found by the packet itself, in its header.
+    if (fits && view_.parts.size() >= kSecondRow + 1 && view_.parts[kSecondRow].name == "type") {
+      view_.provider = fmt::format("'Invalid packet type; Got = {}; Expected = 'act' or 'fac'', ",
+                                   Quoted(view_.parts[kSecondRow].value));
+    } else if (fits) {
+      view_.provider = fmt::format("'Invalid packet header; Got = {}; Expected = 'Worktally'', ",
+                                   Quoted(view_.parts[0].value));
+    }
+    view_.provider += view_.isType ? "'Invalid type packet received', E_UNEXPECTED"
+                                   : "'Invalid packet received', E_UNEXPECTED";
   }
+
+  static constexpr size_t kSecondRow = 1;
 
   std::span<const uint8_t> bytes_;
   size_t offset_ = 0;
+  size_t referenceUnits_ = kReferenceUnits;
   PacketView view_;
 };
 
@@ -178,8 +251,9 @@ Bytes ReadHex(const std::string& hex) {
 
 }  // namespace
 
-PacketView ViewPacket(std::span<const uint8_t> bytes) {
-  return Viewer(bytes).View();
+PacketView ViewPacket(std::span<const uint8_t> bytes, PacketKind kind) {
+  const bool isType = kind == PacketKind::Guess ? LooksLikeType(bytes) : kind == PacketKind::Type;
+  return Viewer(bytes, isType).View();
 }
 
 Json PacketToJson(const PacketView& view) {
@@ -194,6 +268,9 @@ Json PacketToJson(const PacketView& view) {
                {"bytes", part.bytes.size()},
                {"kind", part.kind},
                {"value", TextToJson(part.value)}};
+    if (!part.meaning.empty()) {
+      field["meaning"] = part.meaning;
+    }
     // A value with half a surrogate pair is no plain text either.
     if (!part.plain || !field["value"].is_string()) {
       field["raw"] = ToHex(part.bytes);

@@ -16,6 +16,7 @@ struct PacketPart {
   const char* kind = "";  // "text", "fixed text", "number", "rest"
   std::u16string value;   // up to the terminator
   bool plain = true;      // the value alone gives these bytes again
+  std::string meaning;    // for people, may be empty
 };
 
 struct PacketView {
@@ -25,7 +26,10 @@ struct PacketView {
   std::string provider;  // what the provider says to these bytes
 };
 
-PacketView ViewPacket(std::span<const uint8_t> bytes);
+// A packet does not say what it is; the folder that it is sent to does. Without one its second
+// field tells: a number, or a word.
+enum class PacketKind : uint8_t { Guess, Job, Type };
+PacketView ViewPacket(std::span<const uint8_t> bytes, PacketKind kind = PacketKind::Guess);
 Json PacketToJson(const PacketView& view);
 // Throws Failure (Usage) for JSON of another shape.
 Bytes PacketFromJson(const Json& json);

@@ -175,7 +175,28 @@ TEST_F(Exchange, PacketsAreDecodedAndEncodedByteForByte) {
   Write("p", packet.substr(0, 101));
   EXPECT_EQ(json::parse(Run({"packet", "explain", "p", "--json"}).out)["provider"],
             "'Invalid packet received', E_UNEXPECTED");
-  EXPECT_EQ(Run({"packet", "encode", Write("bad", "[]")}).exitCode, 2);
+  EXPECT_EQ(Run({"packet", "explain", "p"}).exitCode, 1);
+  EXPECT_EQ(Run({"packet", "encode", Write("bad", "[]")}).err,
+            "wkt: there are no fields; expected what 'wkt packet decode --json' writes\n");
+  EXPECT_TRUE(Run({"packet", "encode", Write("bad", "{\n\"fields\": [")})
+                  .err.starts_with("wkt: bad:2: not JSON: "));
+}
+
+TEST_F(Exchange, PacketsAreMadeOfTheRecordThatIsNamed) {
+  MakeDevice("pocket");
+  Run({"job", "add", "pocket", "--title", "twice"});
+  Run({"job", "add", "pocket", "--title", "twice"});
+  const CommandResult result = Run({"packet", "get", "pocket", "twice"});
+  EXPECT_EQ(result.exitCode, 2);
+  EXPECT_NE(result.err.find("'twice' names 2 records: #"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("; name one by its #number\n"), std::string::npos);
+  const std::string number =
+      result.err.substr(result.err.find('#'), result.err.find(',') - result.err.find('#'));
+  EXPECT_GT(Run({"packet", "get", "pocket", number}).out.size(), 686u);
+  EXPECT_EQ(Run({"packet", "get", "pocket", "none"}).err,
+            "wkt: there is no record 'none'; name it by title, identifier or #number\n");
+  Run({"sync", "pocket", "desk"});
+  EXPECT_EQ(Run({"packet", "get", "desk", "twice"}).exitCode, 2) << "a partner has no provider";
 }
 
 TEST_F(Exchange, TracesAreShownAndCompared) {
@@ -192,29 +213,35 @@ TEST_F(Exchange, TracesAreShownAndCompared) {
   EXPECT_NE(
       Run({"trace", "show", "c"}).out.find("IReplObjHandler::GetPacket WktActivities: packet of"),
       std::string::npos);
-  EXPECT_EQ(Run({"trace", "show", Write("none", "hello\n")}).exitCode, 2);
-}
-
-TEST_F(Exchange, RealDataTravelsToTwoPartnersAndBack) {
-  const char* samples = std::getenv("WKT_SAMPLES");
-  if (!samples) {
-    GTEST_SKIP() << "WKT_SAMPLES names no folder with real data";
-  }
-  MakeDevice("pocket");
-  MakeDevice("second");
-  const std::string from = std::string(samples) + "/";
-  EXPECT_EQ(Added("pocket", from + "toggl-kussmaul.csv"), 1358);
-  EXPECT_EQ(Added("pocket", from + "pyconuk-2015.ics"), 162);
-  EXPECT_EQ(Added("pocket", from + "cloudnative-linz.ics"), 47);
-  EXPECT_EQ(Run({"sync", "pocket", "desk", "--verify"}).exitCode, 0);
-  EXPECT_EQ(Run({"sync", "pocket", "office", "--partner", "2", "--verify"}).exitCode, 0);
-  const json jobs = Jobs("pocket");
-  EXPECT_EQ(jobs.size(), 1358u + 162u + 47u);
-  EXPECT_EQ(Jobs("desk"), jobs);
-  EXPECT_EQ(Jobs("office"), jobs);
-  ASSERT_EQ(Run({"import", "second", Write("all.json", Run({"export", "desk"}).out)}).exitCode, 0);
-  EXPECT_EQ(Run({"sync", "second", "desk", "--verify"}).exitCode, 0);
-  EXPECT_EQ(Jobs("second"), jobs);
+  Run({"job", "change", "pocket", "x", "--title", "y"});
+  Run({"sync", "pocket", "desk", "--trace", "d"});
+  const auto packetCall = [this](const std::string& title) {
+    std::string hex;
+    for (const char byte : Run({"packet", "get", "pocket", title}).out) {
+      hex += "0123456789abcdef"[static_cast<uint8_t>(byte) >> 4];
+      hex += "0123456789abcdef"[byte & 15];
+    }
+    return json{{"call", "GetPacket"}, {"packet", hex}}.dump() + "\n";
+  };
+  Write("g", packetCall("y"));
+  Run({"job", "change", "pocket", "y", "--title", "z", "--set", "modified=2026-03-02T08:00:00Z"});
+  Write("h", packetCall("z"));
+  const CommandResult packets = Run({"trace", "diff", "g", "h"});
+  EXPECT_NE(packets.out.find("\n  packet field title: \"y\" / \"z\"\n"), std::string::npos)
+      << packets.out;
+  Write("e", R"({"call":"GetPacket","packet":"57006f000000","result":"S_OK"})"
+             "\n");
+  Write("f", R"({"call":"GetPacket","packet":"57006f000000","result":"S_FALSE"})"
+             "\n");
+  EXPECT_EQ(Run({"trace", "diff", "e", "f"}).out,
+            "First difference at call 1:\n"
+            "  e: GetPacket: packet of 6 bytes = S_OK\n"
+            "  f: GetPacket: packet of 6 bytes = S_FALSE\n"
+            "  result: \"S_OK\" / \"S_FALSE\"\n");
+  EXPECT_EQ(Run({"trace", "show", Write("none", "{\"call\":\"a\"}\nhello\n")}).exitCode, 2);
+  EXPECT_TRUE(
+      Run({"trace", "show", "none"}).err.starts_with("wkt: none:2: no call of a run: not JSON"));
+  EXPECT_EQ(Run({"trace", "show", Write("deep", std::string(1'000'000, '['))}).exitCode, 2);
 }
 
 }  // namespace

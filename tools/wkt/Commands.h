@@ -27,6 +27,7 @@ void AddStatusCommands(Shell& shell);
 void AddExportCommand(Shell& shell);
 void AddBackupCommands(Shell& shell);
 void AddPacketCommands(Shell& shell);
+void AddTraceCommands(Shell& shell);
 
 // A sub-command with its texts from the table of help (name with blanks: "device new").
 CLI::App* AddCommand(Shell& shell, CLI::App& parent, const std::string& name);

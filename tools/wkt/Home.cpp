@@ -2,7 +2,9 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <initializer_list>
 
 #include "WktCommon/WktUtilLean.h"
 #include "desktop/device/DeviceRecords.h"
@@ -205,18 +207,23 @@ void FailForNoHome(const std::string& folder) {
                 ExitCode::Usage);
 }
 
-HomeRecord SelectRecord(Home& home, FolderId folder, const std::string& selector) {
+namespace {
+
+// Of these folders' records; `noun` is the word for them.
+HomeRecord Select(Home& home, std::initializer_list<FolderId> folders, const char* noun,
+                  const std::string& selector) {
   const std::u16string wanted = FromUtf8(selector);
   std::vector<HomeRecord> found;
-  for (HomeRecord& candidate : home.List(folder)) {
-    if ("#" + std::to_string(candidate.number) == selector || candidate.record.Id() == wanted) {
-      return std::move(candidate);
-    }
-    if (candidate.record.DisplayName() == wanted) {
-      found.push_back(std::move(candidate));
+  for (const FolderId folder : folders) {
+    for (HomeRecord& candidate : home.List(folder)) {
+      if ("#" + std::to_string(candidate.number) == selector || candidate.record.Id() == wanted) {
+        return std::move(candidate);
+      }
+      if (candidate.record.DisplayName() == wanted) {
+        found.push_back(std::move(candidate));
+      }
     }
   }
-  const char* noun = DescribeFolder(folder).noun;
   if (found.empty()) {
     throw Failure(std::string("there is no ") + noun + " '" + selector +
                       "'; name it by title, identifier or #number",
@@ -224,14 +231,26 @@ HomeRecord SelectRecord(Home& home, FolderId folder, const std::string& selector
   }
   if (found.size() > 1) {
     std::string numbers;
-    for (const HomeRecord& candidate : found) {
-      numbers += (numbers.empty() ? "#" : ", #") + std::to_string(candidate.number);
+    constexpr size_t kShown = 5;
+    for (size_t i = 0; i < std::min(kShown, found.size()); ++i) {
+      numbers += (i == 0 ? "#" : ", #") + std::to_string(found[i].number);
     }
-    throw Failure(
-        "'" + selector + "' names " + std::to_string(found.size()) + " records: " + numbers,
-        ExitCode::Usage);
+    throw Failure("'" + selector + "' names " + std::to_string(found.size()) +
+                      " records: " + numbers + (found.size() > kShown ? ", ..." : "") +
+                      "; name one by its #number",
+                  ExitCode::Usage);
   }
   return std::move(found.front());
+}
+
+}  // namespace
+
+HomeRecord SelectRecord(Home& home, FolderId folder, const std::string& selector) {
+  return Select(home, {folder}, DescribeFolder(folder).noun, selector);
+}
+
+HomeRecord SelectAnyRecord(Home& home, const std::string& selector) {
+  return Select(home, {FolderId::Jobs, FolderId::Favorites, FolderId::Types}, "record", selector);
 }
 
 }  // namespace wkt::tool

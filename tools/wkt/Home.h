@@ -48,5 +48,7 @@ bool IsDevice(const std::string& folder);
 // The one record that `selector` names: "#" and its number, its identifier, or its title. Throws
 // Failure when there is none, or more than one.
 HomeRecord SelectRecord(Home& home, FolderId folder, const std::string& selector);
+// The same in all folders.
+HomeRecord SelectAnyRecord(Home& home, const std::string& selector);
 
 }  // namespace wkt::tool

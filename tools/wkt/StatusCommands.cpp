@@ -200,22 +200,7 @@ void Why(Shell& shell, const std::string& device, const std::string& selector) {
     throw Failure(device + " is no device; a partner's records carry no flags of their own",
                   ExitCode::Usage);
   }
-  for (const FolderDescription& folder : {kFolders[2], kFolders[1], kFolders[0]}) {
-    try {
-      Print(shell.output, ExplainRecord(SelectRecord(*home, folder.id, selector)), ExplainText);
-      return;
-    } catch (const Failure& failure) {
-      if (std::string(failure.what()).starts_with("there is no") && folder.id != FolderId::Types) {
-        continue;
-      }
-      if (std::string(failure.what()).starts_with("there is no")) {
-        throw Failure(
-            "there is no record '" + selector + "'; name it by title, identifier or #number",
-            ExitCode::Usage);
-      }
-      throw;
-    }
-  }
+  Print(shell.output, ExplainRecord(SelectAnyRecord(*home, selector)), ExplainText);
 }
 
 volatile sig_atomic_t interrupted = 0;

@@ -41,6 +41,7 @@ int Run(int argc, char** argv) {
   AddExportCommand(shell);
   AddBackupCommands(shell);
   AddPacketCommands(shell);
+  AddTraceCommands(shell);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
