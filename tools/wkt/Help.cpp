@@ -34,7 +34,7 @@ constexpr CommandHelp kHelp[] = {
     {"job list", "List records", "", "wkt job list pocket --from 2026-03-01 --to 2026-03-31"},
     {"job show", "Show one record with all its fields",
      "RECORD is a title, an identifier or #number.",
-     "wkt job show pocket 'Weekly meeting'\nwkt job show pocket '#1048582' --json"},
+     "wkt job show pocket 'Weekly meeting'\nwkt job show pocket '#16777283' --json"},
     {"job add", "Add a record", "Times without offset are of the device's or the partner's zone.",
      "wkt job add pocket --title 'Weekly meeting' --start '2026-03-02 09:00' --end '2026-03-02 "
      "10:30'"},
@@ -69,41 +69,52 @@ constexpr CommandHelp kHelp[] = {
      "wkt sync pocket desk --trace run.jsonl --json"},
     {"import", "Add records from a file",
      "Reads our own JSON, iCalendar, the detailed CSV of Toggl Track, and the CSV of a time clock "
-     "whose columns are named. All records are added, or none when one is wrong. Identifiers come "
-     "from the file or derive "
-     "from its rows, so that a second "
-     "import adds nothing.",
-     "wkt import pocket sample.json --dry-run\nwkt import pocket toggl.csv --zone "
-     "Europe/Vienna\nwkt import desk calendar.ics\n"
-     "wkt import pocket clock.csv --in Came --out Left --person-column Name"},
+     "whose columns are named with --in, --out and the others. All records are added, or none when "
+     "one cannot be read; --skip-bad takes the others. Identifiers come from the file or derive "
+     "from its rows, so that a second import adds nothing. Jobs that overlap are reported.",
+     "wkt import pocket sample.json --dry-run\n"
+     "wkt import pocket toggl.csv --zone Europe/Vienna\n"
+     "wkt import desk calendar.ics\n"
+     "wkt import pocket clock.csv --in Came --out Left --person-column Name\n"
+     "wkt import pocket days.csv --separator ';' --date-column Day --in From --out To"},
     {"export", "Write records for other programs, to standard output",
-     "JSON holds everything and can be imported again. CSV and iCalendar hold what people read.",
-     "wkt export pocket >all.json\nwkt export desk --csv --from 2026-03-01 >march.csv\nwkt export "
-     "desk --ics >jobs.ics"},
+     "JSON holds everything and can be imported again. CSV and iCalendar hold what people read: "
+     "names in place of identifiers, projects with those above them.",
+     "wkt export pocket >all.json\n"
+     "wkt export desk --csv --from 2026-03-01 >march.csv\n"
+     "wkt export desk --csv --folder types >types.csv\n"
+     "wkt export desk --ics >jobs.ics"},
     {"backup", "Save a device or a partner in one file, checked", "",
      "wkt backup pocket pocket.wktb"},
     {"restore", "Put a backup in place",
      "Says first what it replaces, and replaces it only with --replace.",
      "wkt restore pocket pocket.wktb --replace"},
     {"packet", "Look into packets", "", ""},
-    {"packet decode", "Show a packet field by field", "",
+    {"packet decode", "Show a packet field by field",
+     "Where each field begins, its bytes, its value, and what it means. Both layouts are known.",
      "wkt packet decode job.packet\nwkt packet decode job.packet --json >job.json"},
-    {"packet encode", "Make the packet of which decode --json was written", "",
-     "wkt packet encode job.json >job.packet"},
-    {"packet explain", "Say what is wrong with a packet, and what the provider says to it", "",
-     "wkt packet explain job.packet"},
-    {"packet get", "Write the packet that the provider makes of a record", "",
+    {"packet encode", "Make the packet of which decode --json was written",
+     "Byte for byte, whatever the packet was.", "wkt packet encode job.json >job.packet"},
+    {"packet explain", "Say what is wrong with a packet, and what the provider says to it",
+     "Names the first thing that is wrong, and where. Exit code 1 when something is.",
+     "wkt packet explain job.packet\nwkt packet explain job.packet --folder jobs"},
+    {"packet get", "Write the packet that the provider makes of a record",
+     "RECORD is a title, an identifier or #number.",
      "wkt packet get pocket 'Weekly meeting' >job.packet"},
     {"trace", "Look into recorded runs", "", ""},
-    {"trace show", "Show a recorded run call by call", "", "wkt trace show run.jsonl"},
-    {"trace diff", "Show the first difference of two recorded runs", "",
+    {"trace show", "Show a recorded run call by call",
+     "A run is recorded by wkt sync with --trace.", "wkt trace show run.jsonl"},
+    {"trace diff", "Show the first difference of two recorded runs",
+     "The first call that differs, and what in it. Exit code 1 when there is one.",
      "wkt trace diff monday.jsonl tuesday.jsonl"},
     {"status", "Show a device's or partner's folders and its last runs", "",
      "wkt status pocket\nwkt status desk --json"},
     {"why", "Explain a record's flag characters and what the next run does with it",
      "RECORD is a title, an identifier or #number.", "wkt why pocket 'Weekly meeting'"},
     {"listen", "Stand in for the application and show the messages that a synchronisation sends",
-     "Ends after --seconds, or when it is interrupted.", "wkt listen pocket --seconds 10"},
+     "Ends after --seconds, or when it is interrupted.", "wkt listen pocket --seconds 1"},
+    {"man", "Write the manual page", "It holds what --help says of all commands.",
+     "wkt man >wkt.1\nwkt man | man -l -"},
 };
 
 }  // namespace

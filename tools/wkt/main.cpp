@@ -3,6 +3,7 @@
 
 #include "tools/wkt/Commands.h"
 #include "tools/wkt/Help.h"
+#include "tools/wkt/Manual.h"
 
 namespace wkt::tool {
 
@@ -42,6 +43,7 @@ int Run(int argc, char** argv) {
   AddBackupCommands(shell);
   AddPacketCommands(shell);
   AddTraceCommands(shell);
+  AddCommand(shell, app, "man")->callback([&app] { std::fputs(ManualPage(app).c_str(), stdout); });
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
