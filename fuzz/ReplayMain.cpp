@@ -1,7 +1,8 @@
 // Runs one fuzzing program over stored inputs. A .txt file of the folders named is one input: it
 // runs, every beginning of it, and it with each byte changed. A .hex file has an input a line,
 // which runs as it is. Both are hexadecimal text; "#" begins a comment, "00*38" repeats a byte,
-// "*N" a line, and lines before "hex" are skipped when there is such a line.
+// "*N" a line, and lines before "hex" are skipped when there is such a line. A file of any other
+// name is an input as it stands.
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -59,6 +60,13 @@ std::vector<uint8_t> ReadHex(const std::filesystem::path& path) {
   return bytes;
 }
 
+std::vector<uint8_t> ReadInput(const std::filesystem::path& path) {
+  if (path.extension() == ".txt")
+    return ReadHex(path);
+  std::ifstream file(path, std::ios::binary);
+  return std::vector<uint8_t>(std::istreambuf_iterator<char>(file), {});
+}
+
 size_t RunWithVariants(std::vector<uint8_t> bytes) {
   LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
   if (bytes.size() > kMaxVariedBytes)
@@ -100,7 +108,7 @@ int main(int argc, char** argv) {
       paths.push_back(entry.path());
     std::sort(paths.begin(), paths.end());
     for (const auto& path : paths) {
-      runs += path.extension() == ".hex" ? RunLines(path) : RunWithVariants(ReadHex(path));
+      runs += path.extension() == ".hex" ? RunLines(path) : RunWithVariants(ReadInput(path));
       ++files;
     }
   }

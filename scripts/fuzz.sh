@@ -38,6 +38,9 @@ export LSAN_OPTIONS="print_suppressions=0:suppressions=$PWD/tests/lsan.supp"
 runs=-1
 case $name in
   *_packet) length=8192 seeds="fuzz/corpus/$name tests/data/packets" ;;
+  packet_text) length=8192 seeds="fuzz/corpus/$name tests/data/packets" ;;
+  # Texts with structure; the longer, the slower.
+  csv_import | calendar_import | json_import) length=2000 seeds=fuzz/corpus/$name options=-dict=fuzz/$name.dict ;;
   # It says on stderr what is wrong with each store.
   store_file) length=600 seeds=fuzz/corpus/$name options=-close_fd_mask=2 ;;
   # What the provider keeps by definition is kept here for so many runs.

@@ -3,7 +3,7 @@
 
     make_fuzz_seeds.py FOLDER... TARGET
 
-A .txt file is one input, a .hex file one a line.
+A .txt file is one input, a .hex file one a line; a file of any other name is taken as it stands.
 """
 import pathlib
 import sys
@@ -22,7 +22,9 @@ def read_line(text):
     return data * repeat
 
 
-def read_hex(path):
+def read_inputs(path):
+    if path.suffix not in (".txt", ".hex"):
+        return [path.read_bytes()]
     lines = path.read_text(encoding="utf-8").splitlines()
     if path.suffix == ".hex":
         return [data for data in map(read_line, lines) if data]
@@ -36,7 +38,7 @@ def main():
     target.mkdir(parents=True, exist_ok=True)
     for folder in folders:
         for path in sorted(folder.iterdir()):
-            for number, data in enumerate(read_hex(path)):
+            for number, data in enumerate(read_inputs(path)):
                 (target / f"{path.stem}-{number}").write_bytes(data)
 
 
