@@ -45,7 +45,7 @@ size_t StoreKeyList::Below(std::string_view key) const {
   }
   while (low < high) {
     const size_t middle = (low + high) / 2;
-    if (At(middle) < key)
+    if (IsKeyBelow(At(middle), key))
       low = middle + 1;
     else
       high = middle;

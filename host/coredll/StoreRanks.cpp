@@ -23,10 +23,9 @@ constexpr size_t kMaxKeysInMemory = 1 << 20;
 // The last of `items` that begins at or below `key`; the first one begins below all keys.
 template <typename Item>
 size_t FindStart(const std::vector<Item>& items, std::string_view key) {
-  const auto above = std::upper_bound(items.begin() + 1, items.end(), key,
-                                      [](std::string_view wanted, const Item& item) {
-                                        return wanted < std::string_view(item.first);
-                                      });
+  const auto above = std::upper_bound(
+      items.begin() + 1, items.end(), key,
+      [](std::string_view wanted, const Item& item) { return IsKeyBelow(wanted, item.first); });
   return static_cast<size_t>(above - items.begin()) - 1;
 }
 
