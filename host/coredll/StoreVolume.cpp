@@ -244,6 +244,15 @@ int64_t StoreVolume::PragmaNumber(const char* text, bool& ok) {
 }
 
 bool StoreVolume::MapWalHeader() {
+  {
+    // A damaged header may name another journal. SQLite gives the mapping back with its log only.
+    StoreStatement journal;
+    if (journal.Prepare(connection_, "PRAGMA journal_mode") != SQLITE_OK)
+      return false;
+    StoreRun run(journal);
+    if (run.Step() != SQLITE_ROW || run.BytesAt(0) != "wal")
+      return false;
+  }
   // Through SQLite's own mapping: opening and closing the file here would drop SQLite's locks on
   // it.
   sqlite3_file* file = FileOf(connection_, SQLITE_FCNTL_FILE_POINTER);
