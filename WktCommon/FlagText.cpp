@@ -20,11 +20,16 @@ void WriteFlag(FlagText& flags, int index, bool on) {
 }
 
 bool CopyFlags(FlagText& flags, const WCHAR* text) {
-  FlagText wanted = {};
-  std::copy_n(text, std::min<size_t>(TextLength(text), kFlagCount), wanted);
-  if (TextsEqual(flags, wanted))
+  int same = 0;
+  while (same < kFlagCount && text[same] && text[same] == flags[same])
+    ++same;
+  if (same == kFlagCount || text[same] == flags[same])
     return false;
-  std::copy_n(wanted, TextLength(wanted) + 1, flags);
+  while (same < kFlagCount && text[same]) {
+    flags[same] = text[same];
+    ++same;
+  }
+  flags[same] = 0;
   return true;
 }
 

@@ -17,24 +17,29 @@ constexpr int32_t kPersonCapacity = 100;
 constexpr WCHAR kPersonSeparator[] = u"; ";
 
 bool TimesDiffer(const FILETIME& first, const FILETIME& second) {
-  return CompareFileTime(&first, &second) != 0;
+  return first.dwLowDateTime != second.dwLowDateTime ||
+         first.dwHighDateTime != second.dwHighDateTime;
+}
+
+wkt::CreationMoment::Draws ToDraw(BOOL makeNew) {
+  using Draws = wkt::CreationMoment::Draws;
+  // With a listener the identifier is made at once, since its making shows.
+  return makeNew && !wkt::IsHeard() ? Draws::Identifier : Draws::Nothing;
 }
 
 }  // namespace
 
-CJobLean::CJobLean(BOOL makeNew) {
+CJobLean::CJobLean(BOOL makeNew) : unmade(kAllTimes), creation(ToDraw(makeNew)) {
   wkt::LogScope log("CJobLean::CJobLean");
   log.Write(wkt::kLogInput, u"Make new = %d", makeNew);
   log.Write(wkt::kLogDetail, u"this = %ld", wkt::LogValue(this));
-  if (makeNew) {
+  if (makeNew && wkt::IsHeard()) {
     jobId = CWktUtilLean::CreateGUID();
     log.Write(wkt::kLogDetail, u"Job id = '%s'", jobId.c_str());
+  } else if (makeNew) {
+    unmade |= kIdentifier;
   }
   std::copy_n(kDefaultFlags, wkt::kFlagCount + 1, flags);
-  GetCurrentFileTime(modificationTime, FALSE, FALSE);
-  GetCurrentFileTime(startTime, FALSE, FALSE);
-  GetCurrentFileTime(endTime, FALSE, FALSE);
-  GetCurrentFileTime(localDay, TRUE, TRUE);
 }
 
 CJobLean::~CJobLean() {
@@ -42,11 +47,34 @@ CJobLean::~CJobLean() {
   log.Write(wkt::kLogDetail, u"this = %ld", wkt::LogValue(this));
 }
 
+void CJobLean::MakeDefaults(uint8_t which) const {
+  const auto wanted = static_cast<uint8_t>(unmade & which);
+  unmade = static_cast<uint8_t>(unmade & ~which);
+  if (wanted & kIdentifier)
+    jobId = creation.Identifier();
+  if (wanted & kModificationTime)
+    modificationTime = creation.WholeSecond();
+  if (wanted & kStartTime)
+    startTime = creation.WholeSecond();
+  if (wanted & kEndTime)
+    endTime = creation.WholeSecond();
+  if (wanted & kLocalDay)
+    localDay = creation.LocalDay();
+}
+
+bool CJobLean::DropUnmade(uint8_t which) {
+  // A listener is told of a day that differs, an observer of every change.
+  if (stampMode == wkt::StampMode::AtOnce || observer || wkt::IsHeard()) {
+    MakeDefaults(which);
+    return false;
+  }
+  unmade = static_cast<uint8_t>(unmade & ~which);
+  return true;
+}
+
 void CJobLean::ChangeText(WideString& field, const WCHAR* text) {
-  if (field.Equals(text))
-    return;
-  field = text;
-  Stamp();
+  if (field.Change(text))
+    Stamp();
 }
 
 void CJobLean::ChangeNumber(int32_t& field, int32_t number) {
@@ -56,8 +84,8 @@ void CJobLean::ChangeNumber(int32_t& field, int32_t number) {
   Stamp();
 }
 
-void CJobLean::ChangeTime(FILETIME& field, FILETIME time) {
-  if (!TimesDiffer(field, time))
+void CJobLean::ChangeTime(FILETIME& field, uint8_t which, FILETIME time) {
+  if (!DropDefault(which) && !TimesDiffer(field, time))
     return;
   field = time;
   Stamp();
@@ -78,6 +106,7 @@ void CJobLean::Stamp() {
     stampMode = wkt::StampMode::DeferredPending;
     return;
   }
+  unmade = static_cast<uint8_t>(unmade & ~kModificationTime);
   GetCurrentFileTime(modificationTime, FALSE, FALSE);
   if (observer)
     observer->OnJobChanged(*this);
@@ -95,20 +124,24 @@ void CJobLean::EndFill() {
 void CJobLean::TakePendingStamp() const {
   if (stampMode != wkt::StampMode::DeferredPending)
     return;
+  unmade = static_cast<uint8_t>(unmade & ~kModificationTime);
   GetCurrentFileTime(modificationTime, FALSE, FALSE);
   stampMode = wkt::StampMode::Deferred;
 }
 
 FILETIME CJobLean::GetModificationTime() const {
   TakePendingStamp();
+  MakeDefault(kModificationTime);
   return modificationTime;
 }
 
 void CJobLean::SetModificationTime(FILETIME time, BOOL force) {
   const bool overridesStamp = stampMode == wkt::StampMode::DeferredPending;
-  const bool differs = overridesStamp || TimesDiffer(modificationTime, time);
+  const bool differs =
+      overridesStamp || DropDefault(kModificationTime) || TimesDiffer(modificationTime, time);
   if (overridesStamp)
     stampMode = wkt::StampMode::Deferred;
+  unmade = static_cast<uint8_t>(unmade & ~kModificationTime);
   modificationTime = time;
   if (observer && (differs || force))
     observer->OnJobChanged(*this);
@@ -188,9 +221,8 @@ void CJobLean::SetFlag6(BOOL on) {
 }
 
 void CJobLean::SetUnused3(const WCHAR* text) {
-  if (unused3.Equals(text))
+  if (!unused3.Change(text))
     return;
-  unused3 = text;
   Stamp();
   // Kept: without a blank, head and tail stay those of the last text that had one.
   if (unused3.FindCharacter(u' ') >= 0)
@@ -207,7 +239,7 @@ WideString CJobLean::Unused3Tail() const {
 }
 
 void CJobLean::SetLocalDayAsFileTime(FILETIME time) {
-  if (!TimesDiffer(localDay, time))
+  if (!DropDefault(kLocalDay) && !TimesDiffer(localDay, time))
     return;
   localDay = time;
   if (wkt::IsLogging()) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "WktCommon/CreationMoment.h"
 #include "WktCommon/FlagText.h"
 #include "WktCommon/StampMode.h"
 #include "WktCommon/StringArray.h"
@@ -39,8 +40,14 @@ class CJobLean {
   CJobLean& operator=(const CJobLean&) = delete;
 
   // Null texts count as empty.
-  [[nodiscard]] WideString GetJobId() const { return jobId; }
-  void SetJobId(const WCHAR* text) { ChangeText(jobId, text); }
+  [[nodiscard]] WideString GetJobId() const {
+    MakeDefault(kIdentifier);
+    return jobId;
+  }
+  void SetJobId(const WCHAR* text) {
+    static_cast<void>(DropDefault(kIdentifier));
+    ChangeText(jobId, text);
+  }
   [[nodiscard]] int GetVersionNumber() const { return versionNumber; }
   void SetVersionNumber(int number) { ChangeNumber(versionNumber, number); }
   [[nodiscard]] FILETIME GetModificationTime() const;
@@ -60,10 +67,16 @@ class CJobLean {
   [[nodiscard]] WideString GetTeamworkId() const { return teamworkId; }
   void SetTeamworkId(const WCHAR* text) { ChangeText(teamworkId, text); }
 
-  [[nodiscard]] FILETIME GetStartTime() const { return startTime; }
-  void SetStartTime(FILETIME time) { ChangeTime(startTime, time); }
-  [[nodiscard]] FILETIME GetEndTime() const { return endTime; }
-  void SetEndTime(FILETIME time) { ChangeTime(endTime, time); }
+  [[nodiscard]] FILETIME GetStartTime() const {
+    MakeDefault(kStartTime);
+    return startTime;
+  }
+  void SetStartTime(FILETIME time) { ChangeTime(startTime, kStartTime, time); }
+  [[nodiscard]] FILETIME GetEndTime() const {
+    MakeDefault(kEndTime);
+    return endTime;
+  }
+  void SetEndTime(FILETIME time) { ChangeTime(endTime, kEndTime, time); }
 
   // One text of identifiers with "; " between them. Lists with the same entries in another order
   // count as equal.
@@ -90,7 +103,10 @@ class CJobLean {
   [[nodiscard]] WideString GetUnused3() const { return unused3; }
   void SetUnused3(const WCHAR* text);
   // A local date at midnight; the caller rounds it.
-  [[nodiscard]] FILETIME GetLocalDayAsFileTime() const { return localDay; }
+  [[nodiscard]] FILETIME GetLocalDayAsFileTime() const {
+    MakeDefault(kLocalDay);
+    return localDay;
+  }
   void SetLocalDayAsFileTime(FILETIME time);
 
   // Nobody in this library reads the mark.
@@ -106,7 +122,26 @@ class CJobLean {
 
   void ChangeText(WideString& field, const WCHAR* text);
   void ChangeNumber(int32_t& field, int32_t number);
-  void ChangeTime(FILETIME& field, FILETIME time);
+  void ChangeTime(FILETIME& field, uint8_t which, FILETIME time);
+
+  // Fields that may still be what they are by default, not made yet.
+  enum : uint8_t {
+    kIdentifier = 1,
+    kModificationTime = 2,
+    kStartTime = 4,
+    kEndTime = 8,
+    kLocalDay = 16,
+    kAllTimes = kModificationTime | kStartTime | kEndTime | kLocalDay,
+  };
+  void MakeDefault(uint8_t which) const {
+    if (unmade & which)
+      MakeDefaults(which);
+  }
+  void MakeDefaults(uint8_t which) const;
+  // For a setter: makes the default to be compared with. True when it need not: in a fill nobody
+  // can tell whether the field differed from it.
+  [[nodiscard]] bool DropDefault(uint8_t which) { return (unmade & which) && DropUnmade(which); }
+  [[nodiscard]] bool DropUnmade(uint8_t which);
   [[nodiscard]] const StringArray& PersonList() const;
   [[nodiscard]] WideString Unused3Head() const;
   [[nodiscard]] WideString Unused3Tail() const;
@@ -115,7 +150,7 @@ class CJobLean {
   void Stamp();
   void TakePendingStamp() const;
 
-  WideString jobId;
+  mutable WideString jobId;
   int32_t versionNumber = 23;
   mutable FILETIME modificationTime;
   WideString title;
@@ -123,8 +158,8 @@ class CJobLean {
   WideString workTypeId;
   WideString projectId;
   WideString teamworkId;
-  FILETIME startTime;
-  FILETIME endTime;
+  mutable FILETIME startTime;
+  mutable FILETIME endTime;
   mutable StringArray personIds{100};  // split from the text when lists are compared
   WideString personIdsText;
   wkt::FlagText flags;
@@ -137,9 +172,11 @@ class CJobLean {
   // The last Unused3 with a blank: head and tail are its parts before and after the first one.
   // Nobody reads them, so they are cut out when somebody does.
   WideString unused3HeadAndTail;
-  FILETIME localDay;
+  mutable FILETIME localDay;
   BOOL modified = FALSE;
   wkt::JobObserver* observer = nullptr;
   mutable bool personIdsAreSplit = true;
   mutable wkt::StampMode stampMode = wkt::StampMode::AtOnce;
+  mutable uint8_t unmade;
+  const wkt::CreationMoment creation;
 };

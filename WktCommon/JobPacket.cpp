@@ -47,15 +47,10 @@ CJobPacket::CJobPacket(int type) : activityType(type) {
   std::copy_n(kDefaultFlags, wkt::kNumberUnits, flags);
   SetUnused2(-1);
   // One reading, milliseconds kept, for all four: they must be the same instant.
-  SYSTEMTIME clock;
-  FILETIME now = {};
-  GetSystemTime(&clock);
-  SystemTimeToFileTime(&clock, &now);
-  SetModificationTime(now);
-  startTime = modificationTime;
-  endTime = modificationTime;
-  LogLocalDay(now);
-  localDay = modificationTime;
+  GetSystemTime(&creationTime);
+  unwritten = kAllTimes;
+  if (wkt::IsLogging())
+    LogLocalDay(GetLocalDayAsFileTime());
   valid = 1;
 }
 
@@ -86,6 +81,24 @@ CJobPacket::~CJobPacket() {
   log.Write(wkt::kLogDetail, u"Instance = %d", instanceCount--);
 }
 
+void CJobPacket::WriteDefaultTimes() const {
+  if (!unwritten)
+    return;
+  FILETIME now = {};
+  SystemTimeToFileTime(&creationTime, &now);
+  wkt::TimeText text;
+  wkt::WriteTime(text, now);
+  if (unwritten & kModificationTime)
+    modificationTime = text;
+  if (unwritten & kStartTime)
+    startTime = text;
+  if (unwritten & kEndTime)
+    endTime = text;
+  if (unwritten & kLocalDay)
+    localDay = text;
+  unwritten = 0;
+}
+
 BOOL CJobPacket::Init(const BYTE* body, DWORD idSize) {
   wkt::LogScope log("CJobPacket::Init");
   log.Write(wkt::kLogInput, u"Bytes = %ld; Id size = %d", wkt::LogValue(body), idSize);
@@ -97,6 +110,7 @@ BOOL CJobPacket::Init(const BYTE* body, DWORD idSize) {
 
 BYTE* CJobPacket::ToBytes(DWORD* byteCount) const {
   wkt::LogScope log("CJobPacket::ToBytes");
+  WriteDefaultTimes();
   BYTE* const bytes = Walk::Encode(this, byteCount);
   wkt::LogFields(wkt::JobPacketLayout::kFields, this, wkt::LineTexts::Encoder);
   log.Write(wkt::kLogResult, u"Byte Count = %d; Bytes = %ld", *byteCount, wkt::LogValue(bytes));
@@ -110,5 +124,5 @@ void CJobPacket::SetFlags(const WCHAR* text) {
 
 void CJobPacket::SetLocalDayAsFileTime(FILETIME time) {
   LogLocalDay(time);
-  wkt::WriteTime(localDay, time);
+  WriteTime(localDay, kLocalDay, time);
 }

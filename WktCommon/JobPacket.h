@@ -2,6 +2,7 @@
 
 #include "WktCommon/OwnedText.h"
 #include "WktCommon/PacketText.h"
+#include "platform/Time.h"
 #include "platform/Types.h"
 
 namespace wkt {
@@ -37,8 +38,8 @@ class CJobPacket {
   // Three characters of the number are kept.
   [[nodiscard]] int GetVersionNumber() const { return wkt::ReadNumber(versionNumber); }
   void SetVersionNumber(int number) { wkt::WriteNumber(versionNumber, number); }
-  [[nodiscard]] FILETIME GetModificationTime() const { return wkt::ReadTime(modificationTime); }
-  void SetModificationTime(FILETIME time) { wkt::WriteTime(modificationTime, time); }
+  [[nodiscard]] FILETIME GetModificationTime() const { return ReadTime(modificationTime); }
+  void SetModificationTime(FILETIME time) { WriteTime(modificationTime, kModificationTime, time); }
   [[nodiscard]] const WCHAR* GetTitle() const { return title.Get(); }
   void SetTitle(const WCHAR* text) { title.Set(text); }
   [[nodiscard]] const WCHAR* GetComment() const { return comment.Get(); }
@@ -49,10 +50,10 @@ class CJobPacket {
   void SetProjectId(const WCHAR* text) { wkt::WriteText(projectId, text); }
   [[nodiscard]] const WCHAR* GetTeamworkId() const { return teamworkId; }
   void SetTeamworkId(const WCHAR* text) { wkt::WriteText(teamworkId, text); }
-  [[nodiscard]] FILETIME GetStartTime() const { return wkt::ReadTime(startTime); }
-  void SetStartTime(FILETIME time) { wkt::WriteTime(startTime, time); }
-  [[nodiscard]] FILETIME GetEndTime() const { return wkt::ReadTime(endTime); }
-  void SetEndTime(FILETIME time) { wkt::WriteTime(endTime, time); }
+  [[nodiscard]] FILETIME GetStartTime() const { return ReadTime(startTime); }
+  void SetStartTime(FILETIME time) { WriteTime(startTime, kStartTime, time); }
+  [[nodiscard]] FILETIME GetEndTime() const { return ReadTime(endTime); }
+  void SetEndTime(FILETIME time) { WriteTime(endTime, kEndTime, time); }
   [[nodiscard]] const WCHAR* GetPersonIds() const { return personIds.Get(); }
   void SetPersonIds(const WCHAR* text) { personIds.Set(text); }
   [[nodiscard]] const WCHAR* GetFlags() const { return flags; }
@@ -61,11 +62,30 @@ class CJobPacket {
   void SetUnused2(int number) { wkt::WriteNumber(unused2, number); }
   [[nodiscard]] const WCHAR* GetUnused3() const { return unused3.Get(); }
   void SetUnused3(const WCHAR* text) { unused3.Set(text); }
-  [[nodiscard]] FILETIME GetLocalDayAsFileTime() const { return wkt::ReadTime(localDay); }
+  [[nodiscard]] FILETIME GetLocalDayAsFileTime() const { return ReadTime(localDay); }
   void SetLocalDayAsFileTime(FILETIME time);
 
  private:
   friend struct wkt::JobPacketLayout;
+
+  // Times that may still be those of the packet's making, not written yet: a packet that is filled
+  // from a record gets others before anybody looks.
+  enum : BYTE {
+    kModificationTime = 1,
+    kStartTime = 2,
+    kEndTime = 4,
+    kLocalDay = 8,
+    kAllTimes = kModificationTime | kStartTime | kEndTime | kLocalDay,
+  };
+  [[nodiscard]] FILETIME ReadTime(const wkt::TimeText& field) const {
+    WriteDefaultTimes();
+    return wkt::ReadTime(field);
+  }
+  void WriteTime(wkt::TimeText& field, BYTE which, FILETIME time) {
+    unwritten = static_cast<BYTE>(unwritten & ~which);
+    wkt::WriteTime(field, time);
+  }
+  void WriteDefaultTimes() const;
 
   int32_t activityType = 0;
   BYTE valid = 0;
@@ -78,14 +98,16 @@ class CJobPacket {
   WCHAR workTypeId[wkt::kReferenceUnits] = {};
   WCHAR projectId[wkt::kReferenceUnits] = {};
   WCHAR teamworkId[wkt::kReferenceUnits] = {};
-  wkt::TimeText modificationTime;
-  wkt::TimeText startTime;
-  wkt::TimeText endTime;
+  mutable wkt::TimeText modificationTime;
+  mutable wkt::TimeText startTime;
+  mutable wkt::TimeText endTime;
   wkt::OwnedText personIds;
   WCHAR flags[wkt::kNumberUnits] = {};
   WCHAR unused2[wkt::kNumberUnits] = {};
   wkt::OwnedText unused3;
-  wkt::TimeText localDay;
+  mutable wkt::TimeText localDay;
+  mutable BYTE unwritten = 0;
+  SYSTEMTIME creationTime;
 
   // Live packets; it serves the log only.
   static int32_t instanceCount;

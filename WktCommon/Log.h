@@ -40,6 +40,12 @@ extern LogState logState;
   return logState.write != nullptr;
 }
 
+// Would any call of the facade reach the library? Unlike a line, what is entered and left shows
+// even where the library cannot write lines.
+[[nodiscard]] inline bool IsHeard() {
+  return logState.write || logState.writeEnter || logState.writeLeave;
+}
+
 // Pointers and handles are logged as the 32 bits they have on a device.
 [[nodiscard]] inline DWORD LogValue(const void* pointer) {
   return static_cast<DWORD>(reinterpret_cast<uintptr_t>(pointer));

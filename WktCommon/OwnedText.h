@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+#include "WktCommon/Allocation.h"
+#include "WktCommon/WideString.h"
 #include "platform/Types.h"
 
 namespace wkt {
@@ -11,19 +13,33 @@ namespace wkt {
 class OwnedText {
  public:
   OwnedText() = default;
-  ~OwnedText() { delete[] text; }
+  ~OwnedText() { Release(); }
   OwnedText(const OwnedText&) = delete;
   OwnedText& operator=(const OwnedText&) = delete;
 
   [[nodiscard]] const WCHAR* Get() const { return text ? text : u""; }
-  [[nodiscard]] size_t UnitCount() const;
+  [[nodiscard]] size_t UnitCount() const { return text ? BlockOf(text)->unitCount : 0; }
   // Null counts as empty.
-  void Set(const WCHAR* from);
+  void Set(const WCHAR* from) {
+    SetFromBytes(reinterpret_cast<const BYTE*>(from), TextLength(from));
+  }
   // Copies units that may lie at an odd address and have no terminator behind them.
   void SetFromBytes(const BYTE* from, size_t unitCount);
 
  private:
-  WCHAR* text = nullptr;  // its block ends in zeros up to a whole word
+  // In front of the text, in the same block: packets ask for its length more often than for it.
+  struct Block {
+    size_t unitCount;
+  };
+  [[nodiscard]] static Block* BlockOf(WCHAR* ownText) {
+    return reinterpret_cast<Block*>(ownText) - 1;
+  }
+  void Release() {
+    if (text)
+      FreeBlock(BlockOf(text));
+  }
+
+  WCHAR* text = nullptr;
 };
 static_assert(sizeof(OwnedText) == sizeof(WCHAR*));
 

@@ -51,9 +51,7 @@ bool IsPacketMagic(const WCHAR (&magic)[kMagicUnits]) {
 }
 
 void WriteText(WCHAR* field, size_t unitCount, const WCHAR* text) {
-  size_t used = 0;
-  while (text && used + 1 < unitCount && text[used])
-    ++used;
+  const size_t used = std::min(TextLength(text), unitCount - 1);
   if (used)
     std::memcpy(field, text, used * sizeof(WCHAR));
   std::memset(field + used, 0, (unitCount - used) * sizeof(WCHAR));

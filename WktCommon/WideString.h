@@ -32,8 +32,14 @@ class WideString {
   // Null gives an empty text. A borrowed text stays the caller's, who keeps it alive and unchanged.
   explicit WideString(const WCHAR* text, Source source = Source::Copy);
   explicit WideString(int value);
-  WideString(const WideString& other);
-  virtual ~WideString();
+  WideString(const WideString& other) : body(other.body), Tag(other.Tag) {
+    if (body != &emptyBody)
+      ++body->refCount;
+  }
+  virtual ~WideString() {
+    if (body != &emptyBody)
+      Release();
+  }
 
   // The first `unitCount` units of a text that needs no terminator there.
   [[nodiscard]] static WideString FromUnits(const WCHAR* text, size_t unitCount);
@@ -49,7 +55,12 @@ class WideString {
   // Assignment brings the other's tag along; assigning a plain text or a number keeps the tag.
   // Assigning a text equal to the present one allocates nothing.
   WideString& operator=(const WideString& other);
-  WideString& operator=(const WCHAR* text);
+  WideString& operator=(const WCHAR* text) {
+    static_cast<void>(Change(text));
+    return *this;
+  }
+  // The same; false when the text was this one already.
+  [[nodiscard]] bool Change(const WCHAR* text);
   // The value as a fraction of two digits, "%.2f".
   void AssignNumber(float value);
 

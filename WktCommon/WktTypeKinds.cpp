@@ -68,8 +68,7 @@ void ClearItems(ItemList& items) {
 }  // namespace wkt
 
 CWktTypeKind1::CWktTypeKind1(BOOL makeNew) : CWktTypeLean(makeNew, wkt::TypeClass::Kind1, 1) {
-  SetFlag(kKind1Flag, TRUE);
-  SetChanged(FALSE);
+  TurnOnByDefault(kKind1Flag);
 }
 
 CWktTypeKind1::CWktTypeKind1(wkt::ForCopy) : CWktTypeLean(FALSE, wkt::TypeClass::Kind1, 1) {}

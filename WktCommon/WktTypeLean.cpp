@@ -16,7 +16,14 @@ constexpr int kGatePosition = 3;
 constexpr int32_t kShortCommentCharacters = 259;
 
 bool TimesDiffer(const FILETIME& first, const FILETIME& second) {
-  return CompareFileTime(&first, &second) != 0;
+  return first.dwLowDateTime != second.dwLowDateTime ||
+         first.dwHighDateTime != second.dwHighDateTime;
+}
+
+wkt::CreationMoment::Draws ToDraw(BOOL makeNew) {
+  using Draws = wkt::CreationMoment::Draws;
+  // With a listener the identifier is made at once, since its making shows.
+  return makeNew && !wkt::IsHeard() ? Draws::Identifier : Draws::Nothing;
 }
 
 // Walks from a record to its ancestors in a list. Ends at a parent that is not in the list, at a
@@ -55,17 +62,18 @@ class Climb {
 
 CWktTypeLean::CWktTypeLean(BOOL makeNew) : CWktTypeLean(makeNew, wkt::TypeClass::Plain, 0) {}
 
-CWktTypeLean::CWktTypeLean(BOOL makeNew, wkt::TypeClass typeClass, int kind) : madeAs(typeClass) {
+CWktTypeLean::CWktTypeLean(BOOL makeNew, wkt::TypeClass typeClass, int kind)
+    : madeAs(typeClass), unmade(kAllTimes), creation(ToDraw(makeNew)) {
   {
     wkt::LogScope log("CWktTypeLean::CWktTypeLean");
     log.Write(wkt::kLogInput, u"Make new = %d", makeNew);
     log.Write(wkt::kLogProgress, u"this = %ld", wkt::LogValue(this));
-    if (makeNew) {
+    if (makeNew && wkt::IsHeard()) {
       id = CWktUtilLean::CreateGUID();
       log.Write(wkt::kLogDetail, u"Type id = '%s'", id.c_str());
+    } else if (makeNew) {
+      unmade |= kIdentifier;
     }
-    GetCurrentFileTime(modificationTime, FALSE, FALSE);
-    GetCurrentFileTime(creationTime, FALSE, FALSE);
     std::copy_n(kDefaultFlags, wkt::kFlagCount + 1, flags);
   }
   typeOfType = kind;
@@ -125,16 +133,35 @@ const CWktTypeLean* CWktTypeLean::FindRoot(const wkt::TypeList& types, OwnRoot o
 
 int CWktTypeLean::FindById(const wkt::TypeList& types, const WCHAR* id) {
   const auto found = std::find_if(types.begin(), types.end(), [id](const CWktTypeLean* candidate) {
+    candidate->MakeDefault(kIdentifier);
     return candidate->id.Equals(id);
   });
   return found == types.end() ? -1 : static_cast<int>(found - types.begin());
 }
 
+void CWktTypeLean::MakeDefaults(uint8_t which) const {
+  const auto wanted = static_cast<uint8_t>(unmade & which);
+  unmade = static_cast<uint8_t>(unmade & ~which);
+  if (wanted & kIdentifier)
+    id = creation.Identifier();
+  if (wanted & kModificationTime)
+    modificationTime = creation.WholeSecond();
+  if (wanted & kCreationTime)
+    creationTime = creation.WholeSecond();
+}
+
+bool CWktTypeLean::DropUnmade(uint8_t which) {
+  if (stampMode == wkt::StampMode::AtOnce || HasListeners()) {
+    MakeDefaults(which);
+    return false;
+  }
+  unmade = static_cast<uint8_t>(unmade & ~which);
+  return true;
+}
+
 void CWktTypeLean::ChangeText(WideString& field, const WCHAR* text) {
-  if (field.Equals(text))
-    return;
-  field = text;
-  Stamp();
+  if (field.Change(text))
+    Stamp();
 }
 
 void CWktTypeLean::ChangeNumber(int32_t& field, int32_t number) {
@@ -180,20 +207,24 @@ void CWktTypeLean::EndFill() {
 void CWktTypeLean::TakePendingStamp() const {
   if (stampMode != wkt::StampMode::DeferredPending)
     return;
+  unmade = static_cast<uint8_t>(unmade & ~kModificationTime);
   GetCurrentFileTime(modificationTime, FALSE, FALSE);
   stampMode = wkt::StampMode::Deferred;
 }
 
 FILETIME CWktTypeLean::GetModificationTime() const {
   TakePendingStamp();
+  MakeDefault(kModificationTime);
   return modificationTime;
 }
 
 void CWktTypeLean::SetModificationTime(FILETIME time, BOOL force) {
   const bool overridesStamp = stampMode == wkt::StampMode::DeferredPending;
-  const bool differs = overridesStamp || TimesDiffer(modificationTime, time);
+  const bool differs =
+      overridesStamp || DropDefault(kModificationTime) || TimesDiffer(modificationTime, time);
   if (overridesStamp)
     stampMode = wkt::StampMode::Deferred;
+  unmade = static_cast<uint8_t>(unmade & ~kModificationTime);
   modificationTime = time;
   if (differs || force)
     Notify();
@@ -258,9 +289,9 @@ void CWktTypeLean::Assign(const CWktTypeLean& other) {
   savedModificationTime = GetModificationTime();
   notifyEnabled = false;
   typeOfType = other.typeOfType;
-  SetId(other.id.c_str());
+  SetId(other.GetId().c_str());
   SetVersionNumber(other.versionNumber);
-  SetCreationTime(other.creationTime);
+  SetCreationTime(other.GetCreationTime());
   SetUseCount(other.useCount);
   SetComment(other.GetComment(FALSE, FALSE).c_str());
   SetName1(other.name1.c_str());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "WktCommon/CreationMoment.h"
 #include "WktCommon/FlagText.h"
 #include "WktCommon/StampMode.h"
 #include "WktCommon/TypePtr.h"
@@ -34,8 +35,14 @@ class CWktTypeLean {
   virtual void SetUnused1(const WCHAR* text);
 
   // Null texts count as empty, except for the flags.
-  [[nodiscard]] WideString GetId() const { return id; }
-  void SetId(const WCHAR* text) { ChangeText(id, text); }
+  [[nodiscard]] WideString GetId() const {
+    MakeDefault(kIdentifier);
+    return id;
+  }
+  void SetId(const WCHAR* text) {
+    static_cast<void>(DropDefault(kIdentifier));
+    ChangeText(id, text);
+  }
   [[nodiscard]] int GetTypeOfType() const { return typeOfType; }
   // Stores only: the kind belongs to what the record is, not to what is edited.
   void SetTypeOfType(int kind) { typeOfType = kind; }
@@ -44,8 +51,18 @@ class CWktTypeLean {
   [[nodiscard]] FILETIME GetModificationTime() const;
   // Does not mark the record. Observers are told of a different time, or in any case with `force`.
   void SetModificationTime(FILETIME time, BOOL force);
-  [[nodiscard]] FILETIME GetCreationTime() const { return creationTime; }
-  void SetCreationTime(FILETIME time) { ChangeTime(creationTime, time); }
+  [[nodiscard]] FILETIME GetCreationTime() const {
+    MakeDefault(kCreationTime);
+    return creationTime;
+  }
+  void SetCreationTime(FILETIME time) {
+    if (DropDefault(kCreationTime)) {
+      creationTime = time;
+      Stamp();
+    } else {
+      ChangeTime(creationTime, time);
+    }
+  }
   [[nodiscard]] int GetUseCount() const { return useCount; }
   void SetUseCount(int count) { ChangeNumber(useCount, count); }
   [[nodiscard]] WideString GetName1() const { return name1; }
@@ -90,6 +107,8 @@ class CWktTypeLean {
 
  protected:
   CWktTypeLean(BOOL makeNew, wkt::TypeClass madeAs, int kind);
+  // For a derived constructor: a default that differs, and no change.
+  void TurnOnByDefault(int index) { wkt::WriteFlag(flags, index, true); }
   // The topmost ancestor in the list; null when the parent is set but not there. Without a parent
   // it is this record, or null.
   enum class OwnRoot { Counts, DoesNotCount };
@@ -108,6 +127,21 @@ class CWktTypeLean {
   void EndFill();
   void TakePendingStamp() const;
 
+  // Fields that may still be what they are by default, not made yet; as in a job.
+  enum : uint8_t {
+    kIdentifier = 1,
+    kModificationTime = 2,
+    kCreationTime = 4,
+    kAllTimes = kModificationTime | kCreationTime,
+  };
+  void MakeDefault(uint8_t which) const {
+    if (unmade & which)
+      MakeDefaults(which);
+  }
+  void MakeDefaults(uint8_t which) const;
+  [[nodiscard]] bool DropDefault(uint8_t which) { return (unmade & which) && DropUnmade(which); }
+  [[nodiscard]] bool DropUnmade(uint8_t which);
+
   void ChangeText(WideString& field, const WCHAR* text);
   void ChangeNumber(int32_t& field, int32_t number);
   void ChangeTime(FILETIME& field, FILETIME time);
@@ -117,10 +151,10 @@ class CWktTypeLean {
   [[nodiscard]] bool HasListeners() const;
 
   int32_t typeOfType = 0;
-  WideString id;
+  mutable WideString id;
   DWORD versionNumber = 32;
   mutable FILETIME modificationTime;
-  FILETIME creationTime;
+  mutable FILETIME creationTime;
   int32_t useCount = 0;
   WideString name1;
   WideString name2;
@@ -139,4 +173,6 @@ class CWktTypeLean {
   FILETIME savedModificationTime = {};  // while Assign runs
   mutable wkt::StampMode stampMode = wkt::StampMode::AtOnce;
   const wkt::TypeClass madeAs;
+  mutable uint8_t unmade;
+  const wkt::CreationMoment creation;
 };

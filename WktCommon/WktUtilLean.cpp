@@ -8,7 +8,6 @@
 
 namespace {
 
-constexpr WCHAR kDevicePrefix[] = u"CE";
 constexpr int kHexadecimal = 16;
 // 32 bits in hexadecimal and the terminator.
 constexpr size_t kHexUnits = 9;
@@ -24,19 +23,23 @@ WCHAR* CopyText(WCHAR* to, const WCHAR* text) {
 
 }  // namespace
 
-WCHAR* CWktUtilLean::CreateOwnGUID(const WCHAR* prefix) {
-  const wkt::LogScope log("CWktUtilLean::CreateOwnGUID");
-  if (!prefix)
-    return nullptr;
-  const DWORD ticks = GetTickCount();
-  SYSTEMTIME now;
-  GetSystemTime(&now);
+namespace wkt {
+
+GuidParts DrawGuid() {
+  GuidParts parts;
+  parts.ticks = GetTickCount();
+  GetSystemTime(&parts.time);
+  parts.number = guidCounter++;
+  return parts;
+}
+
+WCHAR* MakeGuidText(const WCHAR* prefix, const GuidParts& parts) {
   FILETIME time = {};
-  SystemTimeToFileTime(&now, &time);
-  const uint32_t numbers[kNumbers] = {time.dwHighDateTime, time.dwLowDateTime, guidCounter++,
-                                      ticks};
+  SystemTimeToFileTime(&parts.time, &time);
+  const uint32_t numbers[kNumbers] = {time.dwHighDateTime, time.dwLowDateTime, parts.number,
+                                      parts.ticks};
   // A dash before each number takes the place of its terminator.
-  const size_t unitCount = wkt::TextLength(prefix) + kNumbers * kHexUnits + 1;
+  const size_t unitCount = TextLength(prefix) + kNumbers * kHexUnits + 1;
   WCHAR* const text = WideString::AllocateText(unitCount);
   if (!text)
     return nullptr;
@@ -49,9 +52,16 @@ WCHAR* CWktUtilLean::CreateOwnGUID(const WCHAR* prefix) {
   return text;
 }
 
+}  // namespace wkt
+
+WCHAR* CWktUtilLean::CreateOwnGUID(const WCHAR* prefix) {
+  const wkt::LogScope log("CWktUtilLean::CreateOwnGUID");
+  return prefix ? wkt::MakeGuidText(prefix, wkt::DrawGuid()) : nullptr;
+}
+
 WideString CWktUtilLean::CreateGUID() {
   const wkt::LogScope log("CWktUtilLean::CreateGUID");
-  WCHAR* const text = CreateOwnGUID(kDevicePrefix);
+  WCHAR* const text = CreateOwnGUID(wkt::kDevicePrefix);
   log.Write(wkt::kLogResult, u"Guid = %s", wkt::TextOrNull(text));
   return WideString::Adopt(text);
 }

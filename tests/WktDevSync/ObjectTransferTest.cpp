@@ -366,7 +366,7 @@ TEST_F(ObjectTransfer, SurvivesTheFailureOfAnyCall) {
   for (const char* const call :
        {"CeFindFirstDatabaseEx", "CeFindNextDatabase", "CeOidGetInfoEx2", "CeOpenDatabaseEx2",
         "CeSeekDatabase", "CeSeekDatabaseEx", "CeReadRecordPropsEx", "CeWriteRecordProps",
-        "LocalAlloc", "CreateMutexW", "WaitForSingleObject", "GetSystemTime", "GetLocalTime",
+        "LocalAlloc", "CreateMutexW", "WaitForSingleObject", "GetSystemTime",
         "SystemTimeToFileTime"}) {
     int failures = 0;
     for (const auto& operation : operations) {
