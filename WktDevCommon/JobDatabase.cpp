@@ -37,12 +37,12 @@ std::unique_ptr<CEPROPVAL[]> CJobDatabase::AllocPropertyArray(WORD* pCount) {
 
 void CJobDatabase::FillPropValArray(CEPROPVAL* props, CJobLean* job, int count) {
   const wkt::LogScope log("CJobDatabase::FillPropValArray");
-  wkt::StoreFields(wkt::JobProperties(), *job, props, count);
+  wkt::StoreJob(*job, props, count);
 }
 
 void CJobDatabase::FillJobBase(CJobLean* job, const wkt::PropertyValues& props) {
   const wkt::LogScope log("CJobDatabase::FillJobBase");
-  wkt::LoadRecord(wkt::JobProperties(), wkt::kJobModificationTimeAt, *job, props);
+  wkt::LoadJob(*job, props);
 }
 
 CEOID CJobDatabase::FindJob(CEOID record, CJobLean** ppJob, BOOL lock) {

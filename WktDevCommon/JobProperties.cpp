@@ -106,4 +106,12 @@ PropertyRows<CJobLean> JobProperties() {
   return kJobProperties;
 }
 
+void StoreJob(CJobLean& job, CEPROPVAL* values, int count) {
+  PropertyWalk<kJobProperties>::Store(job, values, count);
+}
+
+void LoadJob(CJobLean& job, const PropertyValues& values) {
+  PropertyWalk<kJobProperties>::Load<kJobModificationTimeAt>(job, values);
+}
+
 }  // namespace wkt

@@ -22,4 +22,8 @@ constexpr CEPROPID kJobLocalDayId = 0x40120040;
 
 [[nodiscard]] PropertyRows<CJobLean> JobProperties();
 
+// Each value gets the field that its identifier names; -1 stands for all properties.
+void StoreJob(CJobLean& job, CEPROPVAL* values, int count);
+void LoadJob(CJobLean& job, const PropertyValues& values);
+
 }  // namespace wkt

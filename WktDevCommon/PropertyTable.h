@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstddef>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <span>
+#include <utility>
 
 #include "WktCommon/Allocation.h"
 #include "WktCommon/StampMode.h"
@@ -21,16 +23,19 @@ class PropertyValues {
 
   // `expectedAt` is where a record of the present layout has it. Null when the record lacks it.
   [[nodiscard]] const CEPROPVAL* Find(CEPROPID identifier, size_t expectedAt) const {
-    if (expectedAt < count && IsPresent(values[expectedAt], identifier))
+    if (expectedAt < count && IsPresent(values[expectedAt], identifier)) [[likely]]
       return &values[expectedAt];
+    return Search(identifier);
+  }
+
+ private:
+  [[gnu::noinline]] const CEPROPVAL* Search(CEPROPID identifier) const {
     for (size_t i = 0; i < count; ++i) {
       if (IsPresent(values[i], identifier))
         return &values[i];
     }
     return nullptr;
   }
-
- private:
   [[nodiscard]] static bool IsPresent(const CEPROPVAL& value, CEPROPID identifier) {
     return value.propid == identifier && (value.wFlags & CEDB_PROPNOTFOUND) == 0;
   }
@@ -129,14 +134,12 @@ std::unique_ptr<CEPROPVAL[]> NewPropertyArray(PropertyRows<Record> rows, WORD* c
   return values;
 }
 
-// Each of the first `count` values (-1: as many as rows) gets the field that its identifier names;
-// values of unknown identifiers stay as they are.
+// Each of the first `count` values gets the field that its identifier names; values of unknown
+// identifiers stay as they are.
 template <class Record>
-void StoreFields(PropertyRows<Record> rows, Record& record, CEPROPVAL* values, int count) {
-  if (count < 0)
-    count = static_cast<int>(rows.size());
+void StoreFields(PropertyRows<Record> rows, Record& record, CEPROPVAL* values, size_t count) {
   size_t likely = 0;  // values come in table order
-  for (int i = 0; i < count; ++i) {
+  for (size_t i = 0; i < count; ++i) {
     for (size_t tried = 0; tried < rows.size(); ++tried) {
       const size_t at = (likely + tried) % rows.size();
       if (rows[at].identifier != values[i].propid)
@@ -148,9 +151,18 @@ void StoreFields(PropertyRows<Record> rows, Record& record, CEPROPVAL* values, i
   }
 }
 
-// Walks the table, not the values: a later field may override part of an earlier one. Every setter
-// stamps the record, so the stored modification time (row `modificationTimeAt`) is applied after
-// all of them. Kept: a stored time of 0 is no time, the record keeps the time of reading.
+// Every setter stamps the record, so the stored modification time is applied after all of them.
+// Kept: a stored time of 0 is no time, the record keeps the time of reading.
+template <class Record>
+void LoadModificationTime(Record& record, const CEPROPVAL* stored) {
+  if (!stored)
+    return;
+  const FILETIME time = stored->val.filetime;
+  if (time.dwLowDateTime != 0 || time.dwHighDateTime != 0)
+    record.SetModificationTime(time, FALSE);
+}
+
+// Walks the table, not the values: a later field may override part of an earlier one.
 template <class Record>
 void LoadRecord(PropertyRows<Record> rows, size_t modificationTimeAt, Record& record,
                 const PropertyValues& values) {
@@ -162,13 +174,50 @@ void LoadRecord(PropertyRows<Record> rows, size_t modificationTimeAt, Record& re
       rows[i].load(record, *value);
     }
   }
-  const CEPROPVAL* const stored =
-      values.Find(rows[modificationTimeAt].identifier, modificationTimeAt);
-  if (!stored)
-    return;
-  const FILETIME time = stored->val.filetime;
-  if (time.dwLowDateTime != 0 || time.dwHighDateTime != 0)
-    record.SetModificationTime(time, FALSE);
+  LoadModificationTime(record,
+                       values.Find(rows[modificationTimeAt].identifier, modificationTimeAt));
 }
+
+// The same walks over a table that is known when the program is built: each row's accessor is
+// called directly, or becomes part of the walk.
+template <const auto& kRows>
+class PropertyWalk {
+ public:
+  template <class Record>
+  static void Store(Record& record, CEPROPVAL* values, int count) {
+    if (count >= 0 && static_cast<size_t>(count) != kCount)
+      return StoreFields<Record>(kRows, record, values, static_cast<size_t>(count));
+    StoreRows(record, values, std::make_index_sequence<kCount>());
+  }
+  template <size_t modificationTimeAt, class Record>
+  static void Load(Record& record, const PropertyValues& values) {
+    const FillScope<Record> filling(record);
+    LoadRows(record, values, std::make_index_sequence<kCount>());
+    LoadModificationTime(record,
+                         values.Find(kRows[modificationTimeAt].identifier, modificationTimeAt));
+  }
+
+ private:
+  static constexpr size_t kCount = std::size(kRows);
+
+  template <class Record, size_t... kRow>
+  static void StoreRows(Record& record, CEPROPVAL* values, std::index_sequence<kRow...>) {
+    const bool isInTableOrder = ((values[kRow].propid == kRows[kRow].identifier) && ...);
+    if (!isInTableOrder)
+      return StoreFields<Record>(kRows, record, values, kCount);
+    (kRows[kRow].store(record, values[kRow]), ...);
+  }
+  template <size_t kRow, class Record>
+  static void LoadRow(Record& record, const PropertyValues& values) {
+    if constexpr (kRows[kRow].load != nullptr) {
+      if (const CEPROPVAL* const value = values.Find(kRows[kRow].identifier, kRow))
+        kRows[kRow].load(record, *value);
+    }
+  }
+  template <class Record, size_t... kRow>
+  static void LoadRows(Record& record, const PropertyValues& values, std::index_sequence<kRow...>) {
+    (LoadRow<kRow>(record, values), ...);
+  }
+};
 
 }  // namespace wkt

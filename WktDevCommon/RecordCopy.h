@@ -1,6 +1,7 @@
 #pragma once
 
-#include <span>
+#include <iterator>
+#include <utility>
 
 #include "WktCommon/StampMode.h"
 #include "WktCommon/WideString.h"
@@ -40,22 +41,37 @@ constexpr CopiedField<Record, Packet> CopiedModificationTime() {
           nullptr};
 }
 
-template <class Record, class Packet>
-void CopyToPacket(std::span<const CopiedField<Record, Packet>> fields, const Record& record,
-                  Packet& packet) {
-  for (const auto& field : fields)
-    field.toPacket(record, packet);
-}
-
-template <class Record, class Packet>
-void CopyToRecord(std::span<const CopiedField<Record, Packet>> fields, const Packet& packet,
-                  Record& record) {
-  const FillScope<Record> filling(record);
-  for (const auto& field : fields) {
-    if (field.toRecord)
-      field.toRecord(packet, record);
+// The table is known when the program is built: each pair is called directly.
+template <const auto& kFields>
+class RecordCopy {
+ public:
+  template <class Record, class Packet>
+  static void ToPacket(const Record& record, Packet& packet) {
+    CopyRows(record, packet, kRows);
   }
-  record.SetModificationTime(packet.GetModificationTime(), FALSE);
-}
+  template <class Packet, class Record>
+  static void ToRecord(const Packet& packet, Record& record) {
+    const FillScope<Record> filling(record);
+    FillRows(packet, record, kRows);
+    record.SetModificationTime(packet.GetModificationTime(), FALSE);
+  }
+
+ private:
+  static constexpr auto kRows = std::make_index_sequence<std::size(kFields)>();
+
+  template <class Record, class Packet, size_t... kRow>
+  static void CopyRows(const Record& record, Packet& packet, std::index_sequence<kRow...>) {
+    (kFields[kRow].toPacket(record, packet), ...);
+  }
+  template <size_t kRow, class Packet, class Record>
+  static void FillRow(const Packet& packet, Record& record) {
+    if constexpr (kFields[kRow].toRecord != nullptr)
+      kFields[kRow].toRecord(packet, record);
+  }
+  template <class Packet, class Record, size_t... kRow>
+  static void FillRows(const Packet& packet, Record& record, std::index_sequence<kRow...>) {
+    (FillRow<kRow>(packet, record), ...);
+  }
+};
 
 }  // namespace wkt

@@ -52,13 +52,13 @@ HRESULT CSyncJobDatabase::ReadFindObjectInfo(FINDOBJINFO* pFindObjectInfo, DWORD
 int CSyncJobDatabase::FillJobPacket(CJobPacket* packet, const CJobLean* job) {
   const wkt::LogScope log("CSyncJobDatabase::FillJobPacket");
   if (packet && job)
-    wkt::CopyToPacket<CJobLean, CJobPacket>(kJobFields, *job, *packet);
+    wkt::RecordCopy<kJobFields>::ToPacket(*job, *packet);
   return 0;
 }
 
 int CSyncJobDatabase::FillJobLean(CJobLean* job, const CJobPacket* packet) {
   const wkt::LogScope log("CSyncJobDatabase::FillJobLean");
   if (job && packet)
-    wkt::CopyToRecord<CJobLean, CJobPacket>(kJobFields, *packet, *job);
+    wkt::RecordCopy<kJobFields>::ToRecord(*packet, *job);
   return 0;
 }

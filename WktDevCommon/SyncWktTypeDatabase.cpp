@@ -66,13 +66,13 @@ HRESULT CSyncWktTypeDatabase::ReadFindObjectInfo(FINDOBJINFO* pFindObjectInfo, D
 int CSyncWktTypeDatabase::FillWktTypePacket(CWktTypePacket* packet, const CWktTypeLean* type) {
   const wkt::LogScope log("CSyncWktTypeDatabase::FillWktTypePacket");
   if (packet && type)
-    wkt::CopyToPacket<CWktTypeLean, CWktTypePacket>(kTypeFields, *type, *packet);
+    wkt::RecordCopy<kTypeFields>::ToPacket(*type, *packet);
   return 0;
 }
 
 int CSyncWktTypeDatabase::FillWktTypeLean(CWktTypeLean* type, const CWktTypePacket* packet) {
   const wkt::LogScope log("CSyncWktTypeDatabase::FillWktTypeLean");
   if (type && packet)
-    wkt::CopyToRecord<CWktTypeLean, CWktTypePacket>(kTypeFields, *packet, *type);
+    wkt::RecordCopy<kTypeFields>::ToRecord(*packet, *type);
   return 0;
 }

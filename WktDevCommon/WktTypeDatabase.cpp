@@ -32,11 +32,11 @@ std::unique_ptr<CEPROPVAL[]> CWktTypeDatabase::AllocPropertyArray(WORD* pCount) 
 }
 
 void CWktTypeDatabase::FillPropValArray(CEPROPVAL* props, CWktTypeLean* type, int count) {
-  wkt::StoreFields(wkt::TypeProperties(), *type, props, count);
+  wkt::StoreType(*type, props, count);
 }
 
 void CWktTypeDatabase::FillWktTypeBase(CWktTypeLean* type, const wkt::PropertyValues& props) {
-  wkt::LoadRecord(wkt::TypeProperties(), wkt::kTypeModificationTimeAt, *type, props);
+  wkt::LoadType(*type, props);
 }
 
 CEOID CWktTypeDatabase::FindWktType(CEOID record, CWktTypeLean** ppType, BOOL lock) {

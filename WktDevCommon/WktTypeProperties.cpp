@@ -57,6 +57,14 @@ PropertyRows<CWktTypeLean> TypeProperties() {
   return kTypeProperties;
 }
 
+void StoreType(CWktTypeLean& type, CEPROPVAL* values, int count) {
+  PropertyWalk<kTypeProperties>::Store(type, values, count);
+}
+
+void LoadType(CWktTypeLean& type, const PropertyValues& values) {
+  PropertyWalk<kTypeProperties>::Load<kTypeModificationTimeAt>(type, values);
+}
+
 int StoredKind(const PropertyValues& values) {
   const CEPROPVAL* const kind = values.Find(kTypeKindId, 0);
   return kind ? kind->val.lVal : 0;

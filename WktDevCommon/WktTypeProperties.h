@@ -16,6 +16,10 @@ constexpr CEPROPID kTypeFlagsId = 0x4029001F;
 constexpr CEPROPID kTypeCreationTimeId = 0x40240040;
 
 [[nodiscard]] PropertyRows<CWktTypeLean> TypeProperties();
+
+// Each value gets the field that its identifier names; -1 stands for all properties.
+void StoreType(CWktTypeLean& type, CEPROPVAL* values, int count);
+void LoadType(CWktTypeLean& type, const PropertyValues& values);
 // The kind that chooses the record's class; 0, which has none, when the record does not say.
 [[nodiscard]] int StoredKind(const PropertyValues& values);
 
