@@ -1,342 +1,207 @@
 // A synchronisation's calls against raw SQLite doing the same reads and writes in the same order,
-// side by side in one run: processor time per call, medians of interleaved rounds, no logging
-// library on the device. --full adds 1,000,000 records for FindObjects.
-#include <malloc.h>
-#include <ctime>
-
+// side by side in one run: processor time per call, no logging library on the device. --full adds
+// 1,000,000 records for FindObjects.
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <functional>
-#include <memory>
+#include <random>
+#include <utility>
 
-#include "WktCommon/JobPacket.h"
-#include "WktDevCommon/SyncJobDatabase.h"
-#include "bench/SyncBenchRaw.h"
-#include "desktop/device/Installation.h"
-#include "host/control/Desk.h"
-#include "platform/Kernel.h"
-#include "platform/SyncProvider.h"
+#include "bench/ProviderSide.h"
+#include "bench/RawStore.h"
+#include "bench/Report.h"
 
 namespace {
 
 using namespace wkt::bench;
 
-double Microseconds() {
-  timespec now{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) * 1e6 + static_cast<double>(now.tv_nsec) / 1e3;
-}
+// Calls of one round, spread over the records in the order of the list.
+constexpr uint32_t kCalls = 2000;
+// Numbers of records that are not there from the beginning.
+constexpr uint32_t kFirstNew = 10'000'000;
 
-[[noreturn]] void Fail(const std::string& what) {
-  fprintf(stderr, "bench_sync: %s\n", what.c_str());
-  exit(1);
-}
-
-double Median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
-}
-
-struct Medians {
-  double ours;
-  double raw;
-};
-
-// Rounds of both sides take turns; the first one warms up and does not count.
-Medians Compare(int rounds, size_t calls, const std::function<void(int)>& ours,
-                const std::function<void(int)>& raw) {
-  std::vector<double> oursTimes;
-  std::vector<double> rawTimes;
-  for (int round = 0; round <= rounds; ++round) {
-    for (const bool isOurs : {round % 2 == 0, round % 2 != 0}) {
-      const double start = Microseconds();
-      (isOurs ? ours : raw)(round);
-      const double each = (Microseconds() - start) / static_cast<double>(calls);
-      if (round > 0)
-        (isOurs ? oursTimes : rawTimes).push_back(each);
-    }
-  }
-  return {Median(oursTimes), Median(rawTimes)};
-}
-
-void Print(const char* operation, uint32_t count, const Medians& medians, double goal) {
-  const double ratio = medians.ours / medians.raw;
-  printf("%-34s %9u %9.2f %9.2f %7.2f %6.2f  %s\n", operation, count, medians.ours, medians.raw,
-         ratio, goal, ratio <= goal ? "yes" : "NO");
-  fflush(stdout);
-}
-
-void FillJob(CJobLean& job, const PlainRecord& plain) {
-  const auto time = [](uint64_t ticks) {
-    return FILETIME{static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
+// A round of calls.
+template <class Call>
+auto Each(const Call& call, uint32_t calls = kCalls) {
+  return [call, calls](int round) {
+    for (uint32_t i = 0; i < calls; ++i)
+      call(i, round);
   };
-  job.SetJobId(plain.id.c_str());
-  job.SetTitle(plain.title.c_str());
-  job.SetComment(plain.comment.c_str());
-  job.SetWorkTypeId(plain.workType.c_str());
-  job.SetProjectId(plain.project.c_str());
-  job.SetTeamworkId(plain.teamwork.c_str());
-  job.SetPersonIds((plain.persons[0] + u"; " + plain.persons[1]).c_str());
-  job.SetFlags(plain.flags.c_str());
-  job.SetUnused3(plain.unused3.c_str());
-  job.SetStartTime(time(plain.start));
-  job.SetEndTime(time(plain.end));
-  job.SetLocalDayAsFileTime(time(plain.day));
-  job.SetModificationTime(time(plain.modified), FALSE);
 }
 
-void SetName(WCHAR (&field)[MAX_OBJTYPE_NAME]) {
-  std::u16string(u"WktActivities").copy(field, MAX_OBJTYPE_NAME - 1);
-}
-
-// The installed provider and its handler for the jobs.
-class Provider {
+class CallBench {
  public:
-  Provider() {
-    library = LoadLibraryW(u"\\Program Files\\Worktally\\WktDevSync.dll");
-    if (!library)
-      Fail("the provider does not load");
-    Resolve(u"InitObjType", initObjType);
-    Resolve(u"FindObjects", findObjects);
-    Resolve(u"ObjectNotify", objectNotify);
-    std::u16string folder = u"WktActivities";
-    initObjType(folder.data(), &handler, 1);
+  CallBench(const BenchFolder& folder, const std::string& scratch, uint32_t count)
+      : folder_(folder), count_(count), raw_(scratch + "/" + folder.title, folder.images) {
+    if (!folder.add(0, count))
+      Fail("the device's database cannot be filled");
+    std::vector<std::string> images;
+    for (uint32_t i = 0; i < count; ++i)
+      images.push_back(folder.imageOf(i, 0));
+    raw_.Fill(images);
   }
-  ~Provider() { handler->Release(); }
 
-  void Find(std::vector<UINT>& oids) {
-    FINDOBJINFO info = {};
-    SetName(info.szObjType);
-    findObjects(&info);
-    oids.assign(info.poid, info.poid + info.cUnChg + info.cChg);
-    info.uFlags = FO_DONE_ONE_VOL;
-    findObjects(&info);
+  // Microseconds per record.
+  double MeasureFind() {
+    const int rounds = count_ > 200'000 ? 3 : count_ > 20'000 ? 7 : 15;
+    const Comparison found = Compare(
+        rounds, count_, [this](int) { provider_.Find(ours_); },
+        [this](int) { raw_.List(theirs_); });
+    Print("FindObjects, per record", found, 1.5);
+    const Comparison scanned = Compare(
+        rounds, count_, [this](int) { provider_.Find(ours_); },
+        [this](int) { scanned_ += raw_.Scan(); });
+    Print("FindObjects / scan of one character", scanned, 3.5);
+    Print("FindObjects / scan of one character (stretch)", scanned, 1.7);
+    return found.ours;
   }
-  // The packet's bytes are the provider's for ever.
-  void Get(CEOID oid) {
-    REPLSETUP setup = MakeSetup(oid, TRUE, 0);
-    handler->Setup(&setup);
-    BYTE* bytes = nullptr;
-    DWORD byteCount = 0;
-    if (handler->GetPacket(&bytes, &byteCount, 8192) != RWRN_LAST_PACKET)
-      Fail("no packet");
-    handler->Reset(&setup);
-  }
-  void Confirm(CEOID oid) {
-    OBJNOTIFY notice = {};
-    notice.cbStruct = sizeof(notice);
-    SetName(notice.szObjType);
-    notice.uFlags = ONF_CLEAR_CHANGE;
-    notice.oidObject = oid;
-    objectNotify(&notice);
-  }
-  CEOID Put(std::vector<BYTE>& bytes) {
-    REPLSETUP setup = MakeSetup(0, FALSE, RSF_NEW_OBJECT);
-    handler->Setup(&setup);
-    handler->SetPacket(bytes.data(), static_cast<DWORD>(bytes.size()));
-    handler->Reset(&setup);
-    if (setup.oidNew == 0)
-      Fail("no record");
-    return setup.oidNew;
-  }
-  void Delete(CEOID oid) {
-    REPLSETUP setup = MakeSetup(oid, FALSE, 0);
-    if (handler->DeleteObj(&setup) != S_OK)
-      Fail("no deletion");
+
+  void MeasureCalls() {
+    // In the list's order, as a synchronisation reads, and in none, as the limits were measured.
+    std::vector<size_t> picks;
+    for (uint32_t i = 0; i < kCalls; ++i)
+      picks.push_back(At(i));
+    MeasureReads("GetPacket", picks);
+    std::minstd_rand random(1);
+    for (size_t& pick : picks)
+      pick = random() % ours_.size();
+    MeasureReads("GetPacket, random order", picks);
+    MeasureConfirmations();
+    MeasureEdits();
+    MeasureWrites();
   }
 
  private:
-  template <class Function>
-  void Resolve(const char16_t* name, Function& function) {
-    function = reinterpret_cast<Function>(GetProcAddressW(library, name));
+  void Print(const char* what, const Comparison& comparison, double goal) const {
+    PrintRow(std::string(folder_.title) + ": " + what, count_, comparison, goal);
   }
-  static REPLSETUP MakeSetup(CEOID oid, BOOL isRead, DWORD flags) {
-    REPLSETUP setup = {};
-    setup.cbStruct = sizeof(setup);
-    setup.fRead = isRead;
-    setup.dwFlags = flags;
-    setup.oid = oid;
-    SetName(setup.szObjType);
-    return setup;
+  [[nodiscard]] size_t At(uint32_t call) const {
+    return static_cast<size_t>(call) * (count_ / kCalls);
   }
 
-  HMODULE library = nullptr;
-  InitObjTypeFunction initObjType = nullptr;
-  FindObjectsFunction findObjects = nullptr;
-  ObjectNotifyFunction objectNotify = nullptr;
-  IReplObjHandler* handler = nullptr;
+  void MeasureReads(const std::string& what, const std::vector<size_t>& picks) {
+    const Comparison read =
+        Compare(11, kCalls, Each([&](uint32_t i, int) { provider_.Get(ours_[picks[i]]); }),
+                Each([&](uint32_t i, int) { raw_.Get(theirs_[picks[i]]); }));
+    Print(what.c_str(), read, 2.2);
+    Print((what + " (outer bar)").c_str(), read, 2.5);
+  }
+
+  // Each round confirms records that no round before has confirmed.
+  void MeasureConfirmations() {
+    const size_t step = count_ / kCalls;
+    const int rounds = static_cast<int>(std::min<size_t>(step, 10)) - 1;
+    Print("confirmation (ObjectNotify)",
+          Compare(rounds, kCalls, Each([this](uint32_t i, int round) {
+                    provider_.Confirm(ours_[At(i) + static_cast<size_t>(round)]);
+                  }),
+                  Each([this](uint32_t i, int round) {
+                    raw_.Confirm(theirs_[At(i) + static_cast<size_t>(round)]);
+                  })),
+          1.6);
+  }
+
+  void MeasureWrites() {
+    std::vector<std::vector<BYTE>> packets;
+    std::vector<std::string> images;
+    for (uint32_t i = 0; i < kCalls; ++i) {
+      packets.push_back(folder_.packetOf(kFirstNew + i, 0));
+      images.push_back(folder_.imageOf(kFirstNew + i, 0));
+    }
+    std::vector<CEOID> added;
+    std::vector<uint32_t> inserted;
+    Print("SetPacket of a new record",
+          Compare(kWriteRounds, kCalls,
+                  Each([&](uint32_t i, int) { added.push_back(provider_.Put(0, packets[i])); }),
+                  Each([&](uint32_t i, int) { inserted.push_back(raw_.Insert(images[i])); })),
+          1.5);
+    Print("DeleteObj",
+          Compare(kWriteRounds, kCalls, Each([&](uint32_t i, int round) {
+                    provider_.Delete(added[static_cast<size_t>(round) * kCalls + i]);
+                  }),
+                  Each([&](uint32_t i, int round) {
+                    raw_.Delete(inserted[static_cast<size_t>(round) * kCalls + i]);
+                  })),
+          1.5);
+  }
+
+  // Two editions in turn, so that every call changes what is stored.
+  void MeasureEdits() {
+    std::vector<std::vector<BYTE>> packets[2];
+    std::vector<std::string> images[2];
+    for (uint32_t i = 0; i < kCalls; ++i) {
+      // The list was taken when all records were new to the partner: the last one stands first.
+      const auto number = static_cast<uint32_t>(ours_.size() - 1 - At(i));
+      for (const uint32_t edition : {0u, 1u}) {
+        packets[edition].push_back(folder_.packetOf(number, edition + 1));
+        images[edition].push_back(folder_.imageOf(number, edition + 1));
+      }
+    }
+    const auto measure = [&](int rounds, uint32_t calls) {
+      return Compare(
+          rounds, calls,
+          Each(
+              [&](uint32_t i, int round) {
+                static_cast<void>(provider_.Put(ours_[At(i)], packets[round % 2][i]));
+              },
+              calls),
+          Each([&](uint32_t i, int round) { raw_.Update(theirs_[At(i)], images[round % 2][i]); },
+               calls));
+    };
+    Print("SetPacket of an existing record", measure(kWriteRounds, kCalls), 1.5);
+    // Each commit on the medium: processor time only, the medium's own time is not ours.
+    SetFull(true);
+    Print("SetPacket of an existing record, full", measure(5, 200), 1.5);
+    SetFull(false);
+  }
+
+  void SetFull(bool isFull) {
+    std::string error;
+    if (!wkt::control::SetDurability(
+            isFull ? wkt::control::Durability::Full : wkt::control::Durability::Relaxed, error))
+      Fail(error);
+    raw_.SetFull(isFull);
+  }
+
+  static constexpr int kWriteRounds = 7;
+
+  const BenchFolder& folder_;
+  uint32_t count_;
+  RawStore raw_;
+  Provider provider_{folder_};
+  std::vector<UINT> ours_;
+  std::vector<uint32_t> theirs_;
+  size_t scanned_ = 0;
 };
 
-void FillDevice(uint32_t count) {
-  CJobDatabase database(u"WktDevJobs");
-  if (!database.Open(TRUE))
-    Fail("no database");
-  for (uint32_t i = 0; i < count; ++i) {
-    CJobLean job(FALSE);
-    FillJob(job, MakeRecord(i));
-    if (database.AddJob(&job, FALSE) == 0)
-      Fail("no record");
-  }
-}
-
-std::vector<std::vector<BYTE>> MakePackets(uint32_t count) {
-  std::vector<std::vector<BYTE>> packets;
-  for (uint32_t i = 0; i < count; ++i) {
-    CJobLean job(FALSE);
-    FillJob(job, MakeRecord(i + 10'000'000));
-    CJobPacket packet(1);
-    CSyncJobDatabase::FillJobPacket(&packet, &job);
-    DWORD byteCount = 0;
-    const std::unique_ptr<BYTE[]> bytes(packet.ToBytes(&byteCount));
-    packets.emplace_back(bytes.get(), bytes.get() + byteCount);
-  }
-  return packets;
-}
-
-// FindJob's part after the read, and its peer: a struct of plain members out of the same values.
-void MeasureBuilding() {
-  constexpr int kRecords = 2000;
-  std::vector<std::unique_ptr<CJobLean>> jobs;
-  std::vector<std::unique_ptr<CEPROPVAL[]>> values;
-  std::vector<std::string> images;
-  WORD count = 0;
-  for (uint32_t i = 0; i < kRecords; ++i) {
-    jobs.push_back(std::make_unique<CJobLean>(FALSE));
-    FillJob(*jobs.back(), MakeRecord(i));
-    values.push_back(CJobDatabase::AllocPropertyArray(&count));
-    CJobDatabase::FillPropValArray(values.back().get(), jobs.back().get(), -1);
-    images.push_back(EncodeImage(MakeRecord(i)));
-  }
-  const Medians medians = Compare(
-      25, kRecords,
-      [&](int) {
-        for (const auto& value : values) {
-          CJobLean job(FALSE);
-          CJobDatabase::FillJobBase(&job, {value.get(), count});
-        }
-      },
-      [&](int) {
-        for (const std::string& image : images) {
-          PlainRecord record;
-          DecodeImage(image, record);
-        }
-      });
-  Print("record from its properties", kRecords, medians, 1.5);
-}
-
-void MeasureCalls(Provider& provider, RawStore& raw, uint32_t count) {
-  std::vector<UINT> ours;
-  std::vector<uint32_t> theirs;
-  Print("FindObjects, per record", count,
-        Compare(
-            count > 20'000 ? 5 : 11, count, [&](int) { provider.Find(ours); },
-            [&](int) { raw.List(theirs); }),
-        1.5);
-  // 2,000 calls spread over the records, in the order of the list.
-  constexpr uint32_t kCalls = 2000;
-  const auto at = [&](uint32_t i) { return static_cast<size_t>(i) * (count / kCalls); };
-  Print("GetPacket", count,
-        Compare(
-            9, kCalls,
-            [&](int) {
-              for (uint32_t i = 0; i < kCalls; ++i)
-                provider.Get(ours[at(i)]);
-            },
-            [&](int) {
-              for (uint32_t i = 0; i < kCalls; ++i)
-                raw.Get(theirs[at(i)]);
-            }),
-        2.5);
-  // Each round confirms records that no round before has confirmed.
-  const size_t step = count / kCalls;
-  const int rounds = static_cast<int>(std::min<size_t>(step, 7)) - 1;
-  Print("confirmation (ObjectNotify)", count,
-        Compare(
-            rounds, kCalls,
-            [&](int round) {
-              for (uint32_t i = 0; i < kCalls; ++i)
-                provider.Confirm(ours[at(i) + static_cast<size_t>(round)]);
-            },
-            [&](int round) {
-              for (uint32_t i = 0; i < kCalls; ++i)
-                raw.Confirm(theirs[at(i) + static_cast<size_t>(round)]);
-            }),
-        1.6);
-  std::vector<std::vector<BYTE>> packets = MakePackets(kCalls);
-  std::vector<CEOID> added;
-  std::vector<uint32_t> inserted;
-  Print("SetPacket of a new record", count,
-        Compare(
-            5, kCalls,
-            [&](int) {
-              for (auto& packet : packets)
-                added.push_back(provider.Put(packet));
-            },
-            [&](int) {
-              for (uint32_t i = 0; i < kCalls; ++i)
-                inserted.push_back(raw.Insert(MakeRecord(i + 10'000'000)));
-            }),
-        1.5);
-  Print("DeleteObj", count,
-        Compare(
-            5, kCalls,
-            [&](int round) {
-              for (uint32_t i = 0; i < kCalls; ++i)
-                provider.Delete(added[static_cast<size_t>(round) * kCalls + i]);
-            },
-            [&](int round) {
-              for (uint32_t i = 0; i < kCalls; ++i)
-                raw.Delete(inserted[static_cast<size_t>(round) * kCalls + i]);
-            }),
-        1.5);
-}
-
-void Measure(const std::string& folder, uint32_t count, bool isFindOnly) {
-  std::string error;
-  wkt::control::DeviceOptions options;
-  options.settings.durability = wkt::control::Durability::Relaxed;
-  if (!wkt::control::CreateDevice(folder + "/device", options, error))
-    Fail(error);
-  wkt::Installation installation;
-  installation.providerPath = WKT_PROVIDER;
-  if (const std::string problem = wkt::Install(installation); !problem.empty())
-    Fail(problem);
-  FillDevice(count);
-  RawStore raw(folder + "/raw.sqlite");
-  raw.Fill(count);
-  Provider provider;
-  if (isFindOnly) {
-    std::vector<UINT> ours;
-    std::vector<uint32_t> theirs;
-    Print("FindObjects, per record", count,
-          Compare(
-              3, count, [&](int) { provider.Find(ours); }, [&](int) { raw.List(theirs); }),
-          1.5);
-  } else {
-    MeasureCalls(provider, raw, count);
+// Returns what a record costs FindObjects.
+double Measure(const BenchFolder& folder, uint32_t count) {
+  const ScratchFolder scratch;
+  MakeDevice(scratch.Path() + "/device");
+  double each = 0;
+  {
+    CallBench bench(folder, scratch.Path(), count);
+    each = bench.MeasureFind();
+    if (count <= 100'000)
+      bench.MeasureCalls();
   }
   wkt::control::LeaveDevice();
+  return each;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc > 1 && std::strcmp(argv[1], "build") == 0)
-    return MeasureBuilding(), 0;
   const bool isFull = argc > 1 && std::strcmp(argv[1], "--full") == 0;
-  printf("%-34s %9s %9s %9s %7s %6s\n", "us of processor time per call", "records", "ours", "raw",
-         "ratio", "goal");
-  for (const uint32_t count : {10'000u, 100'000u, isFull ? 1'000'000u : 0u}) {
-    if (count == 0)
-      continue;
-    char pattern[] = "/tmp/wkt-bench-XXXXXX";
-    if (!mkdtemp(pattern))
-      Fail("no temporary folder");
-    Measure(pattern, count, count > 100'000);
-    std::filesystem::remove_all(pattern);
+  PrintHead("us of processor time per call, raw SQLite");
+  for (const BenchFolder* const folder : {&kJobFolder, &kTypeFolder}) {
+    const double small = Measure(*folder, 10'000);
+    for (const auto& [count, goal] : {std::pair{100'000u, 1.25}, std::pair{1'000'000u, 1.4}}) {
+      if (count > 100'000 && !isFull)
+        continue;
+      const double each = Measure(*folder, count);
+      PrintRow(std::string(folder->title) + ": FindObjects per record / at 10,000", count,
+               {each, small, each / small}, goal);
+    }
   }
-  MeasureBuilding();
-  return 0;
+  return AllHold() ? 0 : 2;
 }

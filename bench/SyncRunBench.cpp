@@ -1,14 +1,11 @@
 // Whole synchronisations of 10,000 jobs, device in `relaxed`, against raw SQLite doing the same
-// reads and writes on both stores. Processor time of this process, best of three.
+// reads and writes on both stores. Processor time of this process, medians of three.
 #include <sqlite3.h>
-#include <sys/resource.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <functional>
 
-#include "bench/SyncBenchRaw.h"
+#include "bench/RawStore.h"
+#include "bench/Report.h"
 #include "desktop/device/DeviceRecords.h"
 #include "desktop/device/Installation.h"
 #include "desktop/partner/SyncRun.h"
@@ -21,27 +18,19 @@ constexpr int kJobs = 10'000;
 constexpr int kRounds = 3;
 // The transactions of both sides hold as many records.
 constexpr int kCommitRecords = 500;
+// What a run with nothing to do may cost besides listing.
+constexpr double kSpareMilliseconds = 30;
 
 void Require(bool done, const std::string& what) {
-  if (!done) {
-    std::fprintf(stderr, "bench_sync_run: %s\n", what.c_str());
-    std::exit(1);
-  }
+  if (!done)
+    Fail(what);
 }
 
-double ProcessorMilliseconds() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  const auto milliseconds = [](const timeval& time) {
-    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
-  };
-  return milliseconds(usage.ru_utime) + milliseconds(usage.ru_stime);
-}
-
+// Milliseconds of processor time.
 double Measure(const std::function<void()>& work) {
-  const double start = ProcessorMilliseconds();
+  const double start = ProcessorMicroseconds();
   work();
-  return ProcessorMilliseconds() - start;
+  return (ProcessorMicroseconds() - start) / 1000;
 }
 
 Record MakeJob(int number) {
@@ -187,36 +176,36 @@ double ListThreeFolders() {
 }
 
 int Run() {
-  std::string scratch = (std::filesystem::temp_directory_path() / "wkt-bench-XXXXXX").string();
-  Require(mkdtemp(scratch.data()) != nullptr, "no scratch folder");
-  double first = 1e9, raw = 1e9, nothing = 1e9, list = 1e9;
+  const ScratchFolder scratch;
+  std::vector<double> first, raw, ratio, nothing, allowed, share;
   for (int round = 0; round < kRounds; ++round) {
-    const std::string folder = scratch + "/" + std::to_string(round);
+    const std::string folder = scratch.Path() + "/" + std::to_string(round);
     MakeDevice(folder);
     {
       Store store(folder + "-partner", Store::Mode::OpenOrCreate);
-      first = std::min(first, Measure([&store] { Synchronise(store, kJobs); }));
+      first.push_back(Measure([&store] { Synchronise(store, kJobs); }));
       for (int i = 0; i < kRounds; ++i) {
-        list = std::min(list, ListThreeFolders());
-        nothing = std::min(nothing, Measure([&store] { Synchronise(store, 0); }));
+        allowed.push_back(1.5 * ListThreeFolders() + kSpareMilliseconds);
+        nothing.push_back(Measure([&store] { Synchronise(store, 0); }));
+        share.push_back(nothing.back() / allowed.back());
       }
     }
     control::LeaveDevice();
-    RawStore device(folder + "-raw-device");
-    device.Fill(kJobs);
+    RawStore device(folder + "-raw-device", kJobImages);
+    std::vector<std::string> images;
+    for (uint32_t i = 0; i < kJobs; ++i)
+      images.push_back(EncodeImage(wkt::bench::MakeRecord(i)));
+    device.Fill(images);
     RawDesktop desktop(folder + "-raw-desktop");
     const Bytes packet = EncodePacket(MakeJob(round));
-    raw = std::min(raw, Measure([&] { RawFirstRun(device, desktop, packet); }));
+    raw.push_back(Measure([&] { RawFirstRun(device, desktop, packet); }));
+    ratio.push_back(first.back() / raw.back());
   }
-  std::filesystem::remove_all(scratch);
-  std::printf("%-34s %9s %9s %7s %6s\n", "ms of processor time, 10,000 jobs", "ours", "raw",
-              "ratio", "bar");
-  std::printf("%-34s %9.1f %9.1f %7.2f %6.2f\n", "first synchronisation", first, raw, first / raw,
-              2.5);
-  std::printf("%-34s %9.1f %9.1f %7.2f %6s\n", "nothing to do, against listing", nothing, list,
-              (nothing - 30) / list, "1.5*");
-  std::printf("* after taking 30 ms off\n");
-  return 0;
+  PrintHead("ms of processor time, raw SQLite on both sides");
+  PrintRow("first synchronisation", kJobs, {Median(first), Median(raw), Median(ratio)}, 2.5);
+  PrintRow("nothing to do / 1.5 lists of three folders + 30 ms", kJobs,
+           {Median(nothing), Median(allowed), Median(share)}, 1);
+  return AllHold() ? 0 : 2;
 }
 
 }  // namespace
