@@ -90,12 +90,14 @@ bool DropHandle(const void* handle, HandleKind kind) {
 }
 
 bool DropClosableHandle(const void* handle) {
-  for (const HandleKind kind :
-       {HandleKind::Mutex, HandleKind::File, HandleKind::Database, HandleKind::DatabaseEnum}) {
-    if (DropHandle(handle, kind))
-      return true;
-  }
-  return false;
+  std::shared_ptr<HandleObject> dropped;
+  HandleTable& table = Table();
+  const std::lock_guard guard(table.lock);
+  Slot* slot = table.Find(handle);
+  if (slot == nullptr || slot->kind == HandleKind::Find || slot->kind == HandleKind::Key)
+    return false;
+  dropped = table.Take(*slot);
+  return true;
 }
 
 size_t CountHandles() {

@@ -55,6 +55,15 @@ struct SharedMutex {
   char16_t name[kMutexNameUnits];
 };
 
+// Handles that a process has open on a database. A place is given away under LockRegion::Store; its
+// process changes the count alone.
+struct SharedOpening {
+  alignas(8) uint64_t number;      // of the database, the volume included
+  std::atomic<AliveWord> process;  // 0: free
+  std::atomic<uint32_t> handles;
+};
+constexpr size_t kSharedOpeningCount = 240;
+
 struct SharedMessage {
   alignas(8) uint64_t wParam;
   int64_t lParam;
@@ -102,7 +111,8 @@ struct SharedPage {
   std::atomic<uint32_t> cursorModel;
 
   uint32_t nextZOrder;
-  uint8_t reserved[4096 - 68];
+  uint8_t reserved[4096 - 68 - kSharedOpeningCount * sizeof(SharedOpening)];
+  SharedOpening openings[kSharedOpeningCount];
 
   SharedMutex mutexes[kSharedMutexCount];
   SharedWindow windows[kSharedWindowCount];
@@ -110,6 +120,8 @@ struct SharedPage {
 
 static_assert(sizeof(std::atomic<uint32_t>) == 4);
 static_assert(offsetof(SharedPage, registryGeneration) == 24);
+static_assert(sizeof(SharedOpening) == 16);
+static_assert(offsetof(SharedPage, openings) % 8 == 0);
 static_assert(offsetof(SharedPage, mutexes) == 4096);
 static_assert(sizeof(SharedMutex) == 732);
 static_assert(sizeof(SharedWindow) == 24 + 256 + 24 * kWindowQueueLength);

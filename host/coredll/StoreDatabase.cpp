@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "host/coredll/StoreVolume.h"
+#include "host/coredll/Text.h"
 #include "platform/Errors.h"
 
 namespace wkt::host {
@@ -68,6 +69,7 @@ void StoreDatabase::TakeRow(CatalogueRow row) {
   for (size_t index = 0; sameOrders && index < row.sorts.size(); ++index)
     sameOrders = IsSameSortOrder(row.sorts[index], row_.sorts[index]);
   row_ = std::move(row);
+  name_ = FromUtf8(row_.name).value_or(u"");
   if (sameOrders)
     return;
   orders_ = row_.sorts.empty() ? std::vector{OrderByOid()} : row_.sorts;
@@ -78,14 +80,14 @@ void StoreDatabase::TakeRow(CatalogueRow row) {
 
 void StoreDatabase::AddCursor(StoreCursor& cursor) {
   if (cursors_.empty())
-    openMark_ = volume_.MarkOpen(oid_);
+    volume_.MarkOpen(openMark_, oid_);
   cursors_.push_back(&cursor);
 }
 
 void StoreDatabase::RemoveCursor(StoreCursor& cursor) {
   std::erase(cursors_, &cursor);
   if (cursors_.empty())
-    openMark_ = {};
+    openMark_.Clear();
 }
 
 bool StoreDatabase::IsOpen() const {

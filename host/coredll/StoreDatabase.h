@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/coredll/Device.h"
+#include "host/coredll/OpenMark.h"
 #include "host/coredll/StoreImage.h"
 #include "host/coredll/StoreRanks.h"
 #include "host/coredll/StoreSort.h"
@@ -62,6 +62,8 @@ class StoreDatabase {
   [[nodiscard]] CEOID Oid() const { return oid_; }
   // As of the volume's present generation.
   [[nodiscard]] const CatalogueRow& Row() const { return row_; }
+  // The row's name as programs have it; empty when the row's is no text.
+  [[nodiscard]] const std::u16string& Name() const { return name_; }
   // The catalogue's, when it read or changed the row.
   void TakeRow(CatalogueRow row);
   void MarkDeleted() { isDeleted_ = true; }
@@ -134,12 +136,13 @@ class StoreDatabase {
   StoreVolume& volume_;
   CEOID oid_;
   CatalogueRow row_;
+  std::u16string name_;
   bool isDeleted_ = false;
   std::vector<SORTORDERSPECEX> orders_;
   std::vector<std::unique_ptr<StoreRanks>> ranks_;
   std::array<StoreStatement, static_cast<size_t>(StoreQuery::Count)> statements_;
   std::vector<StoreCursor*> cursors_;
-  DeviceMark openMark_;  // while there are cursors
+  OpenMark openMark_;  // set while there are cursors
   // Work space of writes.
   std::vector<KeyChange> keys_;
   std::string oldImage_;

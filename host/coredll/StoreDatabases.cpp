@@ -76,14 +76,14 @@ CEOID FindNext(HANDLE handle, CEGUID* volume) {
   return item.oid;
 }
 
-void Describe(const CatalogueRow& row, CEDBASEINFOEX& info) {
-  const std::u16string name = FromUtf8(row.name).value_or(u"");
+void Describe(const StoreDatabase& database, CEDBASEINFOEX& info) {
+  const CatalogueRow& row = database.Row();
   info = {};
   info.wVersion = CEDBASEINFOEX_VERSION;
   info.wNumSortOrder = static_cast<WORD>(row.sorts.size());
   info.dwFlags = row.flags | CEDB_VALIDNAME | CEDB_VALIDTYPE | CEDB_VALIDSORTSPEC |
                  CEDB_VALIDMODTIME | CEDB_VALIDDBFLAGS;
-  name.copy(info.szDbaseName, CEDB_MAXDBASENAMELEN - 1);
+  database.Name().copy(info.szDbaseName, CEDB_MAXDBASENAMELEN - 1);
   info.dwDbaseType = row.type;
   info.dwNumRecords = row.recordCount;
   info.dwSize = static_cast<DWORD>(std::min<uint64_t>(row.byteCount, 0xFFFFFFFF));
@@ -101,7 +101,7 @@ BOOL GetInfo(const CEGUID* guid, CEOID oid, CEOIDINFOEX* info) {
   if (!Succeeded(FindCatalogue(guid, volume)))
     return FALSE;
   if (const auto database = volume->Catalogue().Find(oid); database != nullptr) {
-    Describe(database->Row(), info->infDatabase);
+    Describe(*database, info->infDatabase);
     info->wObjType = OBJTYPE_DATABASE;
     return TRUE;
   }

@@ -125,6 +125,26 @@ DWORD MergeSources(const RecordImage* old, std::span<const CEPROPVAL> changes,
   return ERROR_SUCCESS;
 }
 
+// The usual write: all properties there are, each once, in ascending order, none deleted.
+bool IsWholeRecord(const RecordImage* old, std::span<const CEPROPVAL> changes) {
+  if (old != nullptr && old->Count() != changes.size())
+    return false;
+  for (size_t index = 0; index < changes.size(); ++index) {
+    const CEPROPVAL& change = changes[index];
+    if (!IsPropertyType(TypeOfProperty(change.propid)) || (change.wFlags & CEDB_PROPDELETE) != 0 ||
+        (index > 0 && change.propid <= changes[index - 1].propid) ||
+        (old != nullptr && old->At(static_cast<uint32_t>(index)).property != change.propid))
+      return false;
+  }
+  return true;
+}
+
+void TakeAll(std::span<const CEPROPVAL> changes, std::vector<Source>& sources) {
+  sources.reserve(changes.size());
+  for (const CEPROPVAL& change : changes)
+    sources.push_back({change.propid, &change, 0});
+}
+
 }  // namespace
 
 std::optional<RecordImage> RecordImage::Parse(std::string_view bytes) {
@@ -183,7 +203,9 @@ std::string_view RecordImage::DataOf(uint32_t index) const {
 
 DWORD ChangeImage(const RecordImage* old, std::span<const CEPROPVAL> changes, std::string& out) {
   std::vector<Source> sources;
-  if (const DWORD error = MergeSources(old, changes, sources); error != ERROR_SUCCESS)
+  if (IsWholeRecord(old, changes))
+    TakeAll(changes, sources);
+  else if (const DWORD error = MergeSources(old, changes, sources); error != ERROR_SUCCESS)
     return error;
 
   out.clear();

@@ -210,16 +210,14 @@ bool StoreVolume::IsFile(const struct stat& file) const {
   return file.st_dev == fileDevice_ && file.st_ino == fileNumber_;
 }
 
-DeviceMark StoreVolume::MarkOpen(CEOID database) const {
-  Device* device = Device::Current();
-  return device != nullptr ? DeviceMark(*device, MarkKind::Database, MarkOf(fileNumber_, database))
-                           : DeviceMark();
+void StoreVolume::MarkOpen(OpenMark& mark, CEOID database) const {
+  if (Device* device = Device::Current(); device != nullptr)
+    mark.Set(*device, MarkOf(fileNumber_, database));
 }
 
 bool StoreVolume::IsOpenElsewhere(CEOID database) const {
   Device* device = Device::Current();
-  return device != nullptr &&
-         device->IsMarkedByOthers(MarkKind::Database, MarkOf(fileNumber_, database));
+  return device != nullptr && OpenMark::IsSetByOthers(*device, MarkOf(fileNumber_, database));
 }
 
 void StoreVolume::ReportFile(const char* what) const {

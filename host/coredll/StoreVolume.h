@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "host/coredll/Device.h"
+#include "host/coredll/OpenMark.h"
 #include "host/coredll/StoreSqlite.h"
 #include "platform/Database.h"
 
@@ -133,7 +134,7 @@ class StoreVolume {
   CEOID ReserveOids(CEOID count);
 
   // Tells the device's other processes that a database is open here, or asks them.
-  [[nodiscard]] DeviceMark MarkOpen(CEOID database) const;
+  void MarkOpen(OpenMark& mark, CEOID database) const;
   [[nodiscard]] bool IsOpenElsewhere(CEOID database) const;
 
  private:

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <thread>
+#include <vector>
 
 #include "host/control/DeskWindow.h"
 #include "platform/Files.h"
@@ -253,6 +254,27 @@ TEST_F(Processes, ADatabaseThatAnotherHasOpenIsNotDeleted) {
   EXPECT_FALSE(isDeleted());
   peer.Kill();
   EXPECT_TRUE(isDeleted());
+}
+
+// This process takes all places of the shared page; the peer marks its database another way.
+TEST_F(Processes, ADatabaseIsNotDeletedEitherWhenThePageOfOpenOnesIsFull) {
+  CEGUID store{};
+  std::vector<HANDLE> open;
+  for (int i = 0; i < 240; ++i) {
+    CEOID oid = wkt::test::CreateDatabase(
+        (u"D" + std::u16string(1, static_cast<char16_t>(0x4E00 + i))).c_str());
+    open.push_back(CeOpenDatabaseEx2(&store, &oid, nullptr, nullptr, 0, nullptr));
+    ASSERT_NE(open.back(), INVALID_HANDLE_VALUE);
+  }
+  const CEOID shared = wkt::test::CreateDatabase(u"Shared");
+  const auto isDeleted = [&] { return CeDeleteDatabaseEx(&store, shared) != FALSE; };
+  ASSERT_EQ(peer.Ask("database Shared"), "ok");
+  EXPECT_FALSE(isDeleted());
+  EXPECT_EQ(GetLastError(), 32u);
+  EXPECT_EQ(peer.Ask("closedatabase"), "1");
+  EXPECT_TRUE(isDeleted());
+  for (const HANDLE database : open)
+    CloseHandle(database);
 }
 
 TEST_F(Processes, EndingOneDetachesNoLibraries) {
