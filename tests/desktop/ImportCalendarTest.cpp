@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
+#include <ctime>
 
 #include "desktop/manager/Trace.h"
 #include "desktop/partner/Failure.h"
@@ -216,7 +216,7 @@ TEST(ImportCalendar, WhatCannotBeReadIsLeftOutWhenAllowed) {
 }
 
 TEST(ImportCalendar, RulesThatWouldBeSearchedForLongAreRefused) {
-  const auto start = std::chrono::steady_clock::now();
+  const std::clock_t start = std::clock();
   const auto rule = [](const std::string& text) {
     return Problem(Calendar(Event("DTSTART:20260302T090000Z\nRRULE:" + text + "\n")));
   };
@@ -238,7 +238,7 @@ TEST(ImportCalendar, RulesThatWouldBeSearchedForLongAreRefused) {
                              Event("DTSTART;TZID=Z:20260302T090000\n")))
                 .find("a VTIMEZONE changes by a rule"),
             std::string::npos);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+  EXPECT_LT((std::clock() - start) / CLOCKS_PER_SEC, 20) << "seconds of processor time";
 }
 
 TEST(ImportCalendar, FilesWithoutBoundsAreRefused) {
