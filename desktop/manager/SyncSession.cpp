@@ -21,12 +21,15 @@ constexpr size_t kSyncDataMaxBytes = 65536;
 
 SyncSession::SyncSession(Trace* trace) : trace_(trace) {}
 
+// NOLINTNEXTLINE(bugprone-exception-escape): only for want of memory, which ends the program
+// anyway.
 SyncSession::~SyncSession() {
   EndSync();
   ReleaseAll();
 }
 
-void SyncSession::TraceCall(const char* call, const std::u16string& folder, Trace::Line details) {
+void SyncSession::TraceCall(const char* call, const std::u16string& folder,
+                            const Trace::Line& details) {
   if (!trace_ || !trace_->IsOpen()) {
     return;
   }

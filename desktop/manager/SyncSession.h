@@ -109,7 +109,7 @@ class SyncSession {
   std::optional<size_t> FetchVolumeName(const Folder& folder, std::span<BYTE> buffer,
                                         std::u16string* name);
   void ReleaseAll();
-  void TraceCall(const char* call, const std::u16string& folder, Trace::Line details);
+  void TraceCall(const char* call, const std::u16string& folder, const Trace::Line& details);
 
   Trace* trace_;
   std::vector<ProviderLibrary> libraries_;

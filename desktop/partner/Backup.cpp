@@ -218,7 +218,7 @@ BackupInfo WriteBackup(const std::string& folder, const std::string& kind, const
     AddFiles(database, part.Path(), copy.Path());
     Execute(database, part.Path(), "COMMIT");
   }
-  const BackupInfo info = CheckBackup(part.Path());
+  BackupInfo info = CheckBackup(part.Path());
   fs::rename(part.Path(), file);
   return info;
 }

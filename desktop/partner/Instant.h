@@ -10,7 +10,7 @@ namespace wkt {
 
 constexpr uint64_t kTicksPerSecond = 10'000'000;
 constexpr uint64_t kTicksPerMinute = 60 * kTicksPerSecond;
-constexpr uint64_t kTicksPerDay = 24 * 60 * kTicksPerMinute;
+constexpr uint64_t kTicksPerDay = uint64_t{24} * 60 * kTicksPerMinute;
 // 1601 to 1970 is 369 years, 89 of them leap years.
 constexpr uint64_t kTicksToUnixEpoch = (369ull * 365 + 89) * kTicksPerDay;
 // Behind 9999-12-31T23:59:59.9999999: texts have four digits for the year.

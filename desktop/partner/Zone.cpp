@@ -15,9 +15,9 @@ namespace {
 
 // ICU counts milliseconds since 1970.
 double ToMilliseconds(uint64_t ticks) {
-  return (static_cast<double>(ticks / kTicksPerSecond) -
-          static_cast<double>(kTicksToUnixEpoch / kTicksPerSecond)) *
-         1000.0;
+  const uint64_t seconds = ticks / kTicksPerSecond;
+  constexpr uint64_t kSecondsToUnixEpoch = kTicksToUnixEpoch / kTicksPerSecond;
+  return (static_cast<double>(seconds) - static_cast<double>(kSecondsToUnixEpoch)) * 1000.0;
 }
 
 // Stays within what a file time can hold.

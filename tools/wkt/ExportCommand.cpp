@@ -86,6 +86,7 @@ void Export(const ExportArguments& arguments) {
     std::vector<HomeRecord> found = Sorted(*home, folder, arguments);
     const Json records = Describe(*home, names, &found);
     std::vector<Record> plain;
+    plain.reserve(found.size());
     for (HomeRecord& record : found) {
       plain.push_back(std::move(record.record));
     }
