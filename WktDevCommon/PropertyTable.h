@@ -209,10 +209,10 @@ class PropertyWalk {
   }
   template <size_t kRow, class Record>
   static void LoadRow(Record& record, const PropertyValues& values) {
-    if constexpr (kRows[kRow].load != nullptr) {
-      if (const CEPROPVAL* const value = values.Find(kRows[kRow].identifier, kRow))
-        kRows[kRow].load(record, *value);
-    }
+    if (!IsThere(kRows[kRow].load))
+      return;
+    if (const CEPROPVAL* const value = values.Find(kRows[kRow].identifier, kRow))
+      kRows[kRow].load(record, *value);
   }
   template <class Record, size_t... kRow>
   static void LoadRows(Record& record, const PropertyValues& values, std::index_sequence<kRow...>) {

@@ -65,7 +65,7 @@ class RecordCopy {
   }
   template <size_t kRow, class Packet, class Record>
   static void FillRow(const Packet& packet, Record& record) {
-    if constexpr (kFields[kRow].toRecord != nullptr)
+    if (IsThere(kFields[kRow].toRecord))
       kFields[kRow].toRecord(packet, record);
   }
   template <class Packet, class Record, size_t... kRow>
