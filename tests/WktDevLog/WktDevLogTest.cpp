@@ -15,6 +15,7 @@
 #include "platform/Registry.h"
 #include "tests/WktDevLog/LoadedLog.h"
 #include "tests/support/DeskDevice.h"
+#include "tests/support/KillChild.h"
 
 namespace {
 
@@ -49,7 +50,7 @@ class WktDevLogTest : public wkt::test::DeskDeviceTest {
   Lines Written() { return LinesOf(kFile); }
   pid_t Spawn(const char* name, const char* count) {
     const char* const arguments[] = {WKT_LOG_WRITER, device.Folder().c_str(), name, count, nullptr};
-    pid_t process = 0;
+    pid_t process = -1;
     EXPECT_EQ(posix_spawn(&process, WKT_LOG_WRITER, nullptr, nullptr,
                           const_cast<char* const*>(arguments), environ),
               0);
@@ -424,7 +425,7 @@ TEST_F(WktDevLogTest, AKilledProcessLeavesWholeLinesToTheNextWriter) {
     const pid_t other = Spawn("endless", "0");
     for (int waits = 0; waits < 500 && Written().size() < 20; ++waits)
       usleep(10000);
-    kill(other, SIGKILL);
+    wkt::test::KillChild(other);
     waitpid(other, nullptr, 0);
     Start();
     log->Line(256, u"own.");
@@ -455,7 +456,7 @@ TEST_F(WktDevLogTest, AProcessKilledWhileItShortensTheFileLeavesWholeLines) {
     }
     EXPECT_TRUE(wasShortened);
     usleep(static_cast<useconds_t>(round) * 1700);
-    kill(other, SIGKILL);
+    wkt::test::KillChild(other);
     waitpid(other, nullptr, 0);
     Start();
     log->Line(256, u"own.");

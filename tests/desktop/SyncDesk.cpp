@@ -10,6 +10,7 @@
 #include "desktop/device/Installation.h"
 #include "desktop/manager/Trace.h"
 #include "desktop/partner/FolderCopy.h"
+#include "tests/support/KillChild.h"
 
 namespace wkt::test {
 
@@ -210,7 +211,7 @@ bool SyncDesk::RunKilled(const std::function<void()>& work, unsigned microsecond
     _exit(::testing::Test::HasFailure() ? 1 : 0);
   }
   usleep(microseconds);
-  kill(child, SIGKILL);
+  KillChild(child);
   int status = 0;
   waitpid(child, &status, 0);
   device_->Reopen();

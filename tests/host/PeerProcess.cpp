@@ -1,4 +1,5 @@
 #include "tests/host/PeerProcess.h"
+#include "tests/support/KillChild.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -72,7 +73,7 @@ void PeerProcess::Finish() {
 }
 
 void PeerProcess::KillWithoutReaping() const {
-  kill(process_, SIGKILL);
+  KillChild(process_);
   siginfo_t info = {};
   waitid(P_PID, static_cast<id_t>(process_), &info, WEXITED | WNOWAIT);
 }

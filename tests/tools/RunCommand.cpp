@@ -1,4 +1,5 @@
 #include "tests/tools/RunCommand.h"
+#include "tests/support/KillChild.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -35,7 +36,7 @@ CommandResult CommandTest::RunKilled(const std::vector<std::string>& arguments,
   const StartedCommand command = Start(arguments, "");
   if (microseconds > 0) {
     usleep(microseconds);
-    kill(command.process, SIGKILL);
+    wkt::test::KillChild(command.process);
   }
   return Finish(command);
 }

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "tests/support/KillChild.h"
 #include "tests/tools/RunCommand.h"
 
 namespace wkt::test {
@@ -68,7 +69,7 @@ TEST_F(TwoProcesses, ListenShowsWhatASynchronisationElsewhereTells) {
   ASSERT_EQ(Run({"type", "add", "desk", "--kind", "2", "--name", "b"}).exitCode, 0);
   ASSERT_EQ(Run({"sync", "pocket", "desk"}).exitCode, 0);
   EXPECT_TRUE(WaitForText(text.name + ".out", "daily jobs"));
-  kill(text.process, SIGINT);
+  wkt::test::KillChild(text.process, SIGINT);
   const CommandResult heard = Finish(text);
   EXPECT_EQ(heard.exitCode, 0) << "interrupted, as it is meant to be";
   EXPECT_EQ(SortedLines(heard.out), (std::vector<std::string>{"WM_USER + 102: daily jobs changed",
@@ -79,7 +80,7 @@ TEST_F(TwoProcesses, ListenShowsWhatASynchronisationElsewhereTells) {
   ASSERT_EQ(Run({"favorite", "add", "desk", "--title", "c"}).exitCode, 0);
   ASSERT_EQ(Run({"sync", "pocket", "desk"}).exitCode, 0);
   EXPECT_TRUE(WaitForText(lines.name + ".out", "}"));
-  kill(lines.process, SIGTERM);
+  wkt::test::KillChild(lines.process, SIGTERM);
   const json message = json::parse(Finish(lines).out);
   EXPECT_EQ(message["message"], 0x400 + 101);
   EXPECT_EQ(message["meaning"], "favourite jobs changed");
