@@ -127,7 +127,13 @@ class Planner {
     // An object of the device without a link counts as changed even if the device thinks that this
     // partner has it: a killed run may have written it, another desktop may have been the partner.
     item.input.device = DeviceState::Changed;
-    Match(*record, &item);
+    const auto gone = Match(*record, &item);
+    if (gone && plan_.listing == Listing::Complete) {
+      // Deleted on the device and made again, say by another partner: what was common still tells
+      // which side changed.
+      DecideLinked(*gone, *record, std::move(item));
+      return;
+    }
     if (const auto sent = sending_.find(item.record); sent != sending_.end()) {
       const Link link = sent->second;
       sending_.erase(sent);
@@ -139,9 +145,10 @@ class Planner {
 
   // Finds the stored record that has the same identifier and no object of its own on the device;
   // among several the equal one, else the oldest. A deleted one only if this may be its object.
-  void Match(const Record& record, SyncItem* item) {
+  // Returns the link to the object that it had before.
+  std::optional<Link> Match(const Record& record, SyncItem* item) {
     if (unlinked_.empty() && missing_.empty() && sending_.empty()) {
-      return;
+      return std::nullopt;
     }
     for (const StoredRecord& stored : request_.store.FindByRecordId(folderNumber_, record.Id())) {
       const bool isFree =
@@ -166,7 +173,8 @@ class Planner {
       }
     }
     unlinked_.erase(item->record);
-    missing_.erase(item->record);
+    const auto gone = missing_.extract(item->record);
+    return gone ? std::optional(*gone.mapped()) : std::nullopt;
   }
 
   static DesktopState StateOf(const Link& link) {
@@ -214,7 +222,7 @@ class Planner {
         return;
       }
     }
-    if (link.oid == 0 && item.input.device == DeviceState::Unchanged &&
+    if (link.oid != item.oid && item.input.device == DeviceState::Unchanged &&
         item.input.desktop == DesktopState::Unchanged) {
       PlanLink(std::move(item));
       return;

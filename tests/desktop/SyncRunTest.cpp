@@ -296,6 +296,26 @@ TEST_F(SyncRunTest, NothingToDoOpensNothingPerRecord) {
   EXPECT_EQ(opens(), withOne);
 }
 
+// The other partner's edit beats the device's deletion, so the job comes back as another object. It
+// is still the job that this partner has, changed on one side only.
+TEST_F(SyncRunTest, AJobMadeAgainForAnotherPartnerIsNoConflict) {
+  desk.AddOnDesktop(1, "job", "first");
+  desk.Sync(1);
+  desk.Sync(2);
+  desk.ChangeOnDesktop(1, "job", "of one");
+  desk.ChangeOnDesktop(2, "job", "of two");
+  desk.Sync(2);
+  desk.DeleteOnDevice("job");
+  desk.Sync(1);
+  const Jobs agreed{{"job", "of one"}};
+  EXPECT_EQ(desk.OnDevice(), agreed);
+  const Json report = desk.Sync(2, ConflictPolicy::Desktop);
+  EXPECT_EQ(report["exitCode"], 0);
+  EXPECT_EQ(desk.OnDevice(), agreed);
+  EXPECT_EQ(desk.OnDesktop(2), agreed);
+  EXPECT_EQ(Count(desk.Sync(2), "toDesktop"), 0);
+}
+
 TEST_F(SyncRunTest, OneServiceManagerAtATime) {
   SyncSession other(nullptr);
   // A mutex's owner is a thread: the other manager lives in another one, as it would in another
