@@ -26,8 +26,7 @@ constexpr const char* kQueries[] = {
     "UPDATE block_%u SET n = n + ?4 WHERE level = ?2 AND ord = ?1 AND first = ?3",
     "INSERT INTO block_%u(ord, level, first, n) VALUES(?1, ?2, ?3, ?4)",
     "DELETE FROM block_%u WHERE level = ?2 AND ord = ?1 AND first = ?3",
-    "UPDATE catalogue SET nrec = ?1, nbytes = ?2, mtime = ?3, next_oid = ?4, end_oid = ?5 WHERE "
-    "oid = %u",
+    "UPDATE catalogue SET nrec=?1, nbytes=?2, mtime=?3, next_oid=?4, end_oid=?5 WHERE oid = %u",
 };
 static_assert(std::size(kQueries) == static_cast<size_t>(StoreQuery::Count));
 
@@ -113,21 +112,16 @@ DWORD StoreDatabase::ReadImage(CEOID oid, std::string& bytes) {
 }
 
 DWORD StoreDatabase::NextKey(size_t order, std::string_view key, std::string& next) {
-  StoreStatement& statement = Statement(StoreQuery::NextKey);
-  if (!statement.IsPrepared())
-    return volume_.LastFailure();
-  StoreRun run(statement);
-  const int code = run.Number(static_cast<int64_t>(order)).Bytes(key).Step();
-  if (code == SQLITE_DONE)
-    return ERROR_NO_MORE_ITEMS;
-  if (code != SQLITE_ROW)
-    return volume_.LastFailure();
-  next.assign(run.BytesAt(0));
-  return ERROR_SUCCESS;
+  return KeyBeside(StoreQuery::NextKey, order, key, next);
 }
 
 DWORD StoreDatabase::PriorKey(size_t order, std::string_view key, std::string& prior) {
-  StoreStatement& statement = Statement(StoreQuery::PriorKey);
+  return KeyBeside(StoreQuery::PriorKey, order, key, prior);
+}
+
+DWORD StoreDatabase::KeyBeside(StoreQuery query, size_t order, std::string_view key,
+                               std::string& found) {
+  StoreStatement& statement = Statement(query);
   if (!statement.IsPrepared())
     return volume_.LastFailure();
   StoreRun run(statement);
@@ -136,7 +130,7 @@ DWORD StoreDatabase::PriorKey(size_t order, std::string_view key, std::string& p
     return ERROR_NO_MORE_ITEMS;
   if (code != SQLITE_ROW)
     return volume_.LastFailure();
-  prior.assign(run.BytesAt(0));
+  found.assign(run.BytesAt(0));
   return ERROR_SUCCESS;
 }
 

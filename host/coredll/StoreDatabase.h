@@ -127,6 +127,7 @@ class StoreDatabase {
   DWORD StoreRow(const CatalogueRow& row);
   DWORD HoldCursors();
   DWORD PriorKey(size_t order, std::string_view key, std::string& prior);
+  DWORD KeyBeside(StoreQuery query, size_t order, std::string_view key, std::string& found);
   DWORD FindNeighbour(size_t order, std::string_view from, bool isBackward, size_t valueCount,
                       std::string& found);
   DWORD LackingPrefix(size_t order, std::string_view key, size_t valueCount, std::string& prefix);
