@@ -36,10 +36,11 @@ void OpenMark::Set(Device& device, uint64_t number) {
     process_ = ThisProcess();
   }
   isCounted_ = place_ != nullptr;
-  if (isCounted_)
+  if (isCounted_) {
     place_->handles.fetch_add(1);
-  else
+  } else {
     mark_ = DeviceMark(device, MarkKind::Database, number);
+  }
 }
 
 void OpenMark::Clear() {

@@ -92,15 +92,16 @@ bool FillBlock(std::string_view image, BYTE* block) {
       return false;
     BYTE* own = data + offset;
     const uint32_t left = size - offset;
-    if (kind == ImageKind::Text)
+    if (kind == ImageKind::Text) {
       PutWords(place, property, reinterpret_cast<uintptr_t>(own), nullptr);
-    else if (kind == ImageKind::Eight && left >= sizeof(uint64_t))
+    } else if (kind == ImageKind::Eight && left >= sizeof(uint64_t)) {
       PutWords(place, property, WordAt<uint64_t>(own), nullptr);
-    else if (kind != ImageKind::Blob || left < sizeof(uint32_t) ||
-             WordAt<uint32_t>(own) > left - sizeof(uint32_t))
+    } else if (kind != ImageKind::Blob || left < sizeof(uint32_t) ||
+               WordAt<uint32_t>(own) > left - sizeof(uint32_t)) {
       return false;
-    else
+    } else {
       PutBlob(place, property, own);
+    }
   }
   return true;
 }

@@ -77,7 +77,7 @@ DWORD StoreCatalogue::ReadRows() {
   return ERROR_SUCCESS;
 }
 
-void StoreCatalogue::TakeRows(std::vector<std::pair<CEOID, CatalogueRow>> rows) {
+void StoreCatalogue::TakeRows(std::vector<std::pair<CEOID, CatalogueRow>>&& rows) {
   std::map<CEOID, std::shared_ptr<StoreDatabase>> found;
   for (auto& [oid, row] : rows) {
     auto known = databases_.extract(oid);

@@ -39,7 +39,7 @@ class StoreCatalogue {
   DWORD ChangeInTransaction(CEOID oid, const RowChange& change);
   DWORD DeleteInTransaction(CEOID oid);
   DWORD ReadRows();
-  void TakeRows(std::vector<std::pair<CEOID, CatalogueRow>> rows);
+  void TakeRows(std::vector<std::pair<CEOID, CatalogueRow>>&& rows);
   template <typename Work>
   DWORD InTransaction(const Work& work);
 

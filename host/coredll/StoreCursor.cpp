@@ -16,7 +16,7 @@ namespace {
 // Records read ahead by later statements than the first one after a seek.
 constexpr uint32_t kLongRunLength = 64;
 // Bytes of a run.
-constexpr size_t kMaxRunBytes = 512 * 1024;
+constexpr size_t kMaxRunBytes = size_t{512} * 1024;
 // The cursor of the last call, most likely that of the next one: found without the table of handles
 // and its lock. Under StoreLock.
 struct LastUsed {
@@ -307,10 +307,11 @@ DWORD StoreCursor::HoldPosition(bool isDeleting) {
   std::string next;
   const DWORD error =
       database_->NextKey(order_, at_ == At::After ? Key() : std::string_view(), next);
-  if (error == ERROR_SUCCESS)
+  if (error == ERROR_SUCCESS) {
     MoveTo(OidOfKey(next), next);
-  else if (error == ERROR_NO_MORE_ITEMS)
+  } else if (error == ERROR_NO_MORE_ITEMS) {
     GoToEnd();
+  }
   return error == ERROR_NO_MORE_ITEMS ? DWORD{ERROR_SUCCESS} : error;
 }
 

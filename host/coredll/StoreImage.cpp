@@ -178,10 +178,11 @@ uint32_t RecordImage::Find(CEPROPID property) const {
   uint32_t high = count_;
   while (low < high) {
     const uint32_t middle = (low + high) / 2;
-    if (At(middle).property < property)
+    if (At(middle).property < property) {
       low = middle + 1;
-    else
+    } else {
       high = middle;
+    }
   }
   return low < count_ && At(low).property == property ? low : count_;
 }
@@ -203,10 +204,11 @@ std::string_view RecordImage::DataOf(uint32_t index) const {
 
 DWORD ChangeImage(const RecordImage* old, std::span<const CEPROPVAL> changes, std::string& out) {
   std::vector<Source> sources;
-  if (IsWholeRecord(old, changes))
+  if (IsWholeRecord(old, changes)) {
     TakeAll(changes, sources);
-  else if (const DWORD error = MergeSources(old, changes, sources); error != ERROR_SUCCESS)
+  } else if (const DWORD error = MergeSources(old, changes, sources); error != ERROR_SUCCESS) {
     return error;
+  }
 
   out.clear();
   AppendWord(out, RecordImage::kVersion);

@@ -3,10 +3,11 @@
 namespace wkt::host {
 
 void StoreKeyList::NoteLength(size_t byteCount) {
-  if (ends_.empty())
+  if (ends_.empty()) {
     keyBytes_ = static_cast<uint32_t>(byteCount);
-  else if (keyBytes_ != byteCount)
+  } else if (keyBytes_ != byteCount) {
     keyBytes_ = 0;
+  }
 }
 
 void StoreKeyList::Append(std::string_view key) {
@@ -45,10 +46,11 @@ size_t StoreKeyList::Below(std::string_view key) const {
   }
   while (low < high) {
     const size_t middle = (low + high) / 2;
-    if (IsKeyBelow(At(middle), key))
+    if (IsKeyBelow(At(middle), key)) {
       low = middle + 1;
-    else
+    } else {
       high = middle;
+    }
   }
   return low;
 }

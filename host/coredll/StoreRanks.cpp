@@ -328,10 +328,11 @@ DWORD StoreRanks::Removed(std::string_view key) {
            group.blocks[left].count + group.blocks[left + 1].count < kMergeBelow;
   };
   DWORD error = ERROR_SUCCESS;
-  if (isSmall(place.block))
+  if (isSmall(place.block)) {
     error = MergeBlocks(place);
-  else if (place.block > 0 && isSmall(place.block - 1))
+  } else if (place.block > 0 && isSmall(place.block - 1)) {
     error = MergeBlocks({place.group, place.block - 1});
+  }
   if (error != ERROR_SUCCESS || group.blocks.size() >= kMergeBelow / 2)
     return error;
   if (place.group + 1 < groups_.size())

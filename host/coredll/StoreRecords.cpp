@@ -168,10 +168,11 @@ CEOID ReadRecord(HANDLE handle, DWORD flags, WORD* propertyCount, const CEPROPID
     return Report(error, 0);
   const ReadBuffer buffer{block, byteCount, (flags & CEDB_ALLOWREALLOC) != 0};
   DWORD error = ERROR_READ_FAULT;
-  if (wanted == nullptr)
+  if (wanted == nullptr) {
     error = CopyAll(bytes, buffer, *propertyCount);
-  else if (const auto image = RecordImage::Parse(bytes); image)
+  } else if (const auto image = RecordImage::Parse(bytes); image) {
     error = CopySome(*image, buffer, {wanted, *propertyCount});
+  }
   if (error == ERROR_SUCCESS && cursor->Increments())
     cursor->Advance();
   return Report(error, oid);

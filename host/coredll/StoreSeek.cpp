@@ -121,10 +121,11 @@ DWORD StoreCursor::SeekValue(DWORD seekType, std::span<const CEPROPVAL> values, 
     if (const DWORD outdated = CheckGeneration(); outdated != ERROR_SUCCESS)
       return outdated;
     DWORD problem = MakeSeekKey(database_->Orders()[order_], values, prefix);
-    if (problem == ERROR_SUCCESS && seekType == CEDB_SEEK_VALUENEXTEQUAL)
+    if (problem == ERROR_SUCCESS && seekType == CEDB_SEEK_VALUENEXTEQUAL) {
       problem = FindNextEqual(prefix, key);
-    else if (problem == ERROR_SUCCESS)
+    } else if (problem == ERROR_SUCCESS) {
       problem = database_->FindKey(order_, seekType, prefix, values.size(), key);
+    }
     return problem == ERROR_SUCCESS ? database_->Ranks(order_).RankOf(key, rank) : problem;
   });
   // What was asked makes no sense; nothing was looked for.

@@ -35,10 +35,11 @@ DWORD StoreDatabase::Write(CEOID& oid, std::span<const CEPROPVAL> values) {
   oid = written;
   for (StoreCursor* cursor : cursors_) {
     const KeyChange& change = keys_[cursor->Order()];
-    if (isNew || change.before != change.after)
+    if (isNew || change.before != change.after) {
       cursor->RecordMoved(oid, change.after);
-    else
+    } else {
       cursor->RecordChanged(oid, newImage_);
+    }
   }
   return ERROR_SUCCESS;
 }
