@@ -46,12 +46,13 @@ bool StoreWriter::Step() {
 std::set<std::string> StoreWriter::Expected(int writer, uint32_t steps) {
   std::deque<std::string> texts;
   for (uint32_t step = 0; step < steps; ++step) {
-    if (KindOf(step) == Kind::Insert)
+    if (KindOf(step) == Kind::Insert) {
       texts.push_back(TextOf(writer, step));
-    else if (KindOf(step) == Kind::Update)
+    } else if (KindOf(step) == Kind::Update) {
       texts.front() = TextOf(writer, step);
-    else
+    } else {
       texts.pop_front();
+    }
   }
   return {texts.begin(), texts.end()};
 }
