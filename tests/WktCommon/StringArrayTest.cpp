@@ -133,6 +133,16 @@ TEST(StringArray, CopiesAreSharedUntilOneIsChanged) {
   EXPECT_EQ(Shown(second), "[a|b|c]");
 }
 
+TEST(StringArray, TheTagsOfACopyStayWhenItIsChanged) {
+  StringArray first;
+  first.Add(u"a", 5);
+  StringArray second(first);
+  second.Add(u"b", 6);
+  EXPECT_EQ(second.At(0).GetTag(), 5u);
+  EXPECT_EQ(second.At(1).GetTag(), 6u);
+  EXPECT_EQ(first.At(0).GetTag(), 5u);
+}
+
 TEST(StringArray, RemovingShiftsTheLaterOnesAndLeavesAFreshSpare) {
   StringArray array = ArrayOf({u"a", u"b", u"c"});
   array.RemoveAt(1);

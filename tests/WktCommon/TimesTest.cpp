@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "WktCommon/RegistryKey.h"
 #include "host/control/Calls.h"
@@ -38,7 +39,14 @@ std::string TimeOf(const FILETIME& time, BOOL isLocal, BOOL adjust, int flags) {
   return Narrow(text.c_str());
 }
 
-class TimesTest : public wkt::test::DeskDeviceTest {};
+class TimesTest : public wkt::test::DeskDeviceTest {
+ protected:
+  // Rules that no zone of the world has.
+  static void SetRules(const TIME_ZONE_INFORMATION& zone) {
+    CRegistryKey key(HKEY_LOCAL_MACHINE, u"Time", TRUE, FALSE);
+    ASSERT_TRUE(key.WriteValue(u"TimeZoneInformation", REG_BINARY, &zone, sizeof(zone)));
+  }
+};
 
 TEST_F(TimesTest, TheCurrentTimeIsUtcInWholeSeconds) {
   device.FreezeClock("2026-03-02T08:00:07.987Z");
@@ -137,6 +145,43 @@ TEST_F(TimesTest, DaylightBiasFollowsTheRulesOfTheYear) {
   EXPECT_EQ(bias(Ticks(0x8000000000000000)), 0);
 }
 
+TEST_F(TimesTest, OutsideOfSummerTheStandardBiasCounts) {
+  TIME_ZONE_INFORMATION zone = {};
+  zone.StandardBias = 15;
+  zone.DaylightBias = -60;
+  zone.StandardDate = {0, 10, 0, 5, 3, 0, 0, 0};
+  zone.DaylightDate = {0, 3, 0, 5, 2, 0, 0, 0};
+  SetRules(zone);
+  EXPECT_EQ(GetDaylightBiasAt(At(2026, 1, 15)), 15);
+  EXPECT_EQ(GetDaylightBiasAt(At(2026, 7, 15)), -60);
+}
+
+TEST_F(TimesTest, OneMissingTransitionIsAZoneWithoutSummer) {
+  TIME_ZONE_INFORMATION zone = {};
+  zone.StandardBias = 15;
+  zone.DaylightBias = -60;
+  zone.StandardDate = {0, 10, 0, 5, 3, 0, 0, 0};
+  SetRules(zone);
+  EXPECT_EQ(GetDaylightBiasAt(At(2026, 1, 15)), 0);
+  EXPECT_EQ(GetDaylightBiasAt(At(2026, 7, 15)), 0);
+  std::swap(zone.StandardDate, zone.DaylightDate);
+  SetRules(zone);
+  EXPECT_EQ(GetDaylightBiasAt(At(2026, 1, 15)), 0);
+  EXPECT_EQ(GetDaylightBiasAt(At(2026, 12, 15)), 0);
+}
+
+// Half an hour past midnight in Vienna, where today is not the date in UTC.
+TEST_F(TimesTest, TodayIsTheDateInUtc) {
+  device.FreezeClock("2026-03-29T22:30:00Z");
+  SYSTEMTIME time = {2026, 3, 0, 29, 1, 30, 0, 0};  // winter time, the clock shows summer
+  AdjustLocalTimeForDaylight(time, TRUE);
+  EXPECT_EQ(time.wHour, 1) << "yesterday here, today in UTC";
+  device.FreezeClock("2026-03-28T23:30:00Z");
+  time = {2026, 3, 0, 29, 12, 0, 0, 0};  // summer time, the clock shows winter
+  AdjustLocalTimeForDaylight(time, TRUE);
+  EXPECT_EQ(time.wHour, 13) << "today here, tomorrow in UTC";
+}
+
 TEST_F(TimesTest, ATimeOnTodaysUtcDateIsNeverAdjusted) {
   // The day on which Vienna's summer begins: 01:30 is winter time, the clock shows summer.
   device.FreezeClock("2026-03-29T12:00:00Z");
@@ -226,8 +271,7 @@ TEST_F(TimesTest, ATransitionOnADayThatDoesNotExistIsTheBeginningOfTime) {
   zone.DaylightBias = -60;
   zone.StandardDate = {0, 10, 0, 5, 3, 0, 0, 0};
   zone.DaylightDate = {0, 4, 0, 5, 2, 0, 0, 0};
-  CRegistryKey key(HKEY_LOCAL_MACHINE, u"Time", TRUE, FALSE);
-  ASSERT_TRUE(key.WriteValue(u"TimeZoneInformation", REG_BINARY, &zone, sizeof(zone)));
+  SetRules(zone);
   EXPECT_EQ(GetDaylightBiasAt(At(2022, 1, 15)), -60);
   EXPECT_EQ(GetDaylightBiasAt(At(2022, 7, 15)), -60);
   EXPECT_EQ(GetDaylightBiasAt(At(2022, 10, 30, 3)), 0);

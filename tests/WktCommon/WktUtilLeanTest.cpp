@@ -6,6 +6,7 @@
 
 #include "WktCommon/Allocation.h"
 #include "WktCommon/Log.h"
+#include "host/control/Calls.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Text.h"
@@ -52,6 +53,17 @@ TEST_F(WktUtilLeanTest, WithoutPrefixThereIsNoneAndTheCounterStays) {
   const std::string before = Own(u"CE");
   EXPECT_EQ(CWktUtilLean::CreateOwnGUID(nullptr), nullptr);
   EXPECT_EQ(CounterOf(Own(u"CE")), CounterOf(before) + 1);
+}
+
+TEST_F(WktUtilLeanTest, AsksThePlatformInThisOrderAndNotWithoutPrefix) {
+  using Names = std::vector<std::string>;
+  wkt::control::CallRecording recording;
+  EXPECT_FALSE(CWktUtilLean::CreateGUID().IsEmpty());
+  EXPECT_EQ(wkt::control::CallNames(recording.Take()),
+            (Names{"GetTickCount", "GetSystemTime", "SystemTimeToFileTime"}));
+  wkt::control::CallRecording without;
+  EXPECT_EQ(CWktUtilLean::CreateOwnGUID(nullptr), nullptr);
+  EXPECT_EQ(wkt::control::CallNames(without.Take()), Names{});
 }
 
 TEST_F(WktUtilLeanTest, ALongPrefixFits) {

@@ -280,12 +280,38 @@ TEST_F(DatabaseAid, DescribesTheDatabaseOfItsName) {
 }
 
 TEST_F(DatabaseAid, DescribesNothingWithoutNameOrBlock) {
-  CEOIDINFOEX info = {};
+  CEOIDINFOEX info;
+  std::memset(&info, 0xEE, sizeof(info));
+  const CEOIDINFOEX poison = info;
   CDatabaseAid unnamed;
   EXPECT_EQ(unnamed.GetDatabaseInfo(&info), FALSE);
+  EXPECT_EQ(std::memcmp(&info, &poison, sizeof(info)), 0);
   CJobDatabase named(u"WktDevJobs");
   EXPECT_EQ(named.GetDatabaseInfo(nullptr), FALSE);
   EXPECT_EQ(named.GetDatabaseInfo(&info), FALSE);
+}
+
+TEST_F(DatabaseAid, FindingClearsTheBlockFirst) {
+  CEOIDINFOEX info;
+  std::memset(&info, 0xEE, sizeof(info));
+  CEOIDINFOEX cleared = {};
+  cleared.wVersion = 1;
+  static_assert(sizeof(info) == 544);
+  CDatabaseAid database;
+  EXPECT_EQ(database.FindDatabase(u"WktDevJobs", &info), 0u);
+  EXPECT_EQ(std::memcmp(&info, &cleared, sizeof(info)), 0);
+}
+
+TEST_F(DatabaseAid, FindingAnswersWithOrdersAndLastChange) {
+  CJobDatabase jobs(u"WktDevJobs");
+  ASSERT_TRUE(jobs.Open(TRUE));
+  wkt::test::RawDatabase(u"WktDevJobs").Add(wkt::test::RawJob(u"J1"));
+  CEOIDINFOEX info;
+  EXPECT_EQ(CDatabaseAid().FindDatabase(u"WktDevJobs", &info), jobs.GetOid());
+  EXPECT_EQ(info.infDatabase.wNumSortOrder, 1);
+  EXPECT_EQ(info.infDatabase.rgSortSpecs[0].rgPropID[0], 0x40120040u);
+  EXPECT_EQ(info.infDatabase.dwNumRecords, 1u);
+  EXPECT_NE(info.infDatabase.ftLastModified.dwHighDateTime, 0u);
 }
 
 TEST_F(DatabaseAid, FindsNothingWhenTheEnumerationFails) {
@@ -351,8 +377,8 @@ TEST_F(DatabaseAid, KeepsThePlatformsCodeOfAFailedOpen) {
                  });
   EXPECT_FALSE(database.IsOpen());
   EXPECT_EQ(database.GetLastErrorCode(), 8u);
-  EXPECT_EQ(database.DeleteRecord(1), FALSE);
   RecordedCalls calls;
+  EXPECT_EQ(database.DeleteRecord(1), FALSE);
   database.CloseDatabase();
   EXPECT_EQ(calls.Take(), Lines{});
 }
@@ -361,6 +387,29 @@ TEST_F(DatabaseAid, MakesAnUnnamedMutexBeforeItKeepsTheName) {
   RecordedCalls calls;
   { const CJobDatabase database(u"WktDevJobs"); }
   EXPECT_EQ(calls.Take(), (Lines{"CreateMutexW(null, 0, null)", "CloseHandle(ptr)"}));
+}
+
+template <class Database>
+Lines CallsOfALife(const WCHAR* name) {
+  wkt::control::CallRecording recording;
+  {
+    Database database(name);
+    EXPECT_TRUE(database.Open(FALSE));
+  }
+  return wkt::control::DescribeCalls(recording.Take());
+}
+
+TEST_F(DatabaseAid, ClosesTheMutexBeforeTheDatabase) {
+  const wkt::test::RawDatabase jobs(u"WktDevJobs");
+  const wkt::test::RawDatabase types(u"WktDevTypes");
+  for (const Lines& calls : {CallsOfALife<CJobDatabase>(u"WktDevJobs"),
+                             CallsOfALife<CWktTypeDatabase>(u"WktDevTypes")}) {
+    ASSERT_GE(calls.size(), 3u);
+    EXPECT_EQ(calls.front(), "CreateMutexW(NULL, 0, NULL) = #1");
+    EXPECT_EQ(calls[calls.size() - 3].substr(0, 17), "CeOpenDatabaseEx2");
+    EXPECT_EQ(calls[calls.size() - 2], "CloseHandle(#1) = 1");
+    EXPECT_EQ(calls.back(), "CloseHandle(#3) = 1");
+  }
 }
 
 TEST_F(DatabaseAid, WaitsTenSecondsForTheMutexAndGoesOnWithoutIt) {

@@ -251,6 +251,23 @@ TEST_F(JobDatabase, LogsAModification) {
   EXPECT_EQ(Stored(oid).Text(0x4003001F), u"Other");
 }
 
+// The clock stands in winter: an instant in summer is shown by the bias of its date, a local day as
+// it stands.
+TEST_F(JobDatabase, LogsTimesOfTheOtherHalfOfTheYear) {
+  const uint64_t midnight = 155423ull * 24 * 3600 * 10'000'000;  // 15 July 2026
+  const uint64_t noon = midnight + 12ull * 3600 * 10'000'000;
+  const CEOID oid = RawDatabase(u"WktDevJobs").Add(RawJob(u"J1").Set(0x40120040, midnight));
+  const std::unique_ptr<CJobLean> job = Find(oid);
+  job->SetModificationTime(Time(noon), FALSE);
+  log.Take();
+  EXPECT_EQ(database.ModifyJob(oid, job.get(), TRUE), TRUE);
+  const std::unique_ptr<CJobLean> again = Find(oid);
+  const Lines lines = log.Take();
+  EXPECT_EQ(LinesWith(lines, "Modification time = "),
+            Lines{"512 Modification time = 7/15/26 14:00:00"});
+  EXPECT_EQ(LinesWith(lines, "Local day = "), Lines(3, "256 Local day = 7/15/26 00:00"));
+}
+
 TEST_F(JobDatabase, RefusesToModifyNothing) {
   CJobLean job(FALSE);
   job.SetJobId(u"J1");
