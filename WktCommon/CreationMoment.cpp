@@ -3,10 +3,11 @@
 namespace wkt {
 
 CreationMoment::CreationMoment(Draws draws) {
-  if (draws == Draws::Identifier)
+  if (draws == Draws::Identifier) {
     parts = DrawGuid();
-  else
+  } else {
     GetSystemTime(&parts.time);
+  }
 }
 
 FILETIME CreationMoment::WholeSecond() const {

@@ -43,14 +43,15 @@ std::string* ExtensionField(PlainJob& job, const std::string& name) {
 void ReadExtension(icalproperty* property, PlainJob& job) {
   const std::string name = icalproperty_get_x_name(property);
   const char* const value = icalproperty_get_x(property);
-  if (std::string* const text = ExtensionField(job, name))
+  if (std::string* const text = ExtensionField(job, name)) {
     *text = value ? value : "";
-  else if (name == "X-VERSION")
+  } else if (name == "X-VERSION") {
     job.versionNumber = std::stoi(value);
-  else if (name == "X-UNUSED2")
+  } else if (name == "X-UNUSED2") {
     job.unused2 = std::stoi(value);
-  else if (name == "X-LOCALDAY")
+  } else if (name == "X-LOCALDAY") {
     job.localDay = std::stoull(value);
+  }
 }
 
 }  // namespace

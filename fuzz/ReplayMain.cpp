@@ -34,10 +34,11 @@ void AppendLine(const std::string& line, std::vector<uint8_t>& bytes) {
   std::vector<uint8_t> chunk;
   size_t count = 1;
   for (std::string word; words >> word;) {
-    if (word[0] == '*')
+    if (word[0] == '*') {
       count = std::stoul(word.substr(1));
-    else
+    } else {
       AppendWord(word, chunk);
+    }
   }
   for (size_t i = 0; i < count; ++i)
     bytes.insert(bytes.end(), chunk.begin(), chunk.end());

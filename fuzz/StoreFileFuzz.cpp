@@ -90,10 +90,11 @@ std::vector<size_t> InterestingPlaces(const std::vector<uint8_t>& store) {
 void Change(Bytes& input, const std::vector<size_t>& places, std::vector<uint8_t>& store) {
   const uint8_t operation = input.Byte();
   size_t at = 0;
-  if (operation & 0x80)
+  if (operation & 0x80) {
     at = places[input.Byte() % places.size()] + input.Byte();
-  else
+  } else {
     at = size_t{input.Byte()} * kPageBytes + input.Word() % kPageBytes;
+  }
   at %= store.size();
   switch (operation & 7) {
     case 0:

@@ -29,10 +29,11 @@ class ExactBytes {
 TEST_F(GoldenPackets, DecodeToTheirFields) {
   for (const GoldenPacket& golden : LoadGoldenPackets()) {
     const ExactBytes bytes(golden.bytes, golden.bytes.size());
-    if (golden.IsJob())
+    if (golden.IsJob()) {
       ExpectFields(CJobPacket(bytes.Data(), bytes.Count()), golden);
-    else
+    } else {
       ExpectFields(CWktTypePacket(bytes.Data(), bytes.Count()), golden);
+    }
   }
 }
 

@@ -34,14 +34,15 @@ template <class Object, auto get>
 Shown<Object> Field(const char* name) {
   return {name, [](const Object& object) -> std::string {
             using Value = decltype((object.*get)());
-            if constexpr (std::is_same_v<Value, WideString>)
+            if constexpr (std::is_same_v<Value, WideString>) {
               return Narrow((object.*get)().c_str());
-            else if constexpr (std::is_same_v<Value, FILETIME>)
+            } else if constexpr (std::is_same_v<Value, FILETIME>) {
               return std::to_string(Ticks((object.*get)()));
-            else if constexpr (std::is_same_v<Value, const WCHAR*>)
+            } else if constexpr (std::is_same_v<Value, const WCHAR*>) {
               return Narrow((object.*get)());
-            else
+            } else {
               return std::to_string((object.*get)());
+            }
           }};
 }
 
@@ -156,10 +157,11 @@ class CopyOrder : public wkt::test::DeskDeviceTest {
  private:
   template <class Packet>
   static Packet MakePacket() {
-    if constexpr (std::is_same_v<Packet, CJobPacket>)
+    if constexpr (std::is_same_v<Packet, CJobPacket>) {
       return CJobPacket(1);
-    else
+    } else {
       return CWktTypePacket();
+    }
   }
 };
 

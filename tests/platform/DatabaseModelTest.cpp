@@ -83,10 +83,11 @@ std::vector<CEPROPVAL> SomeValues(Numbers& numbers, bool isNew) {
   std::vector<CEPROPVAL> values;
   for (const CEPROPVAL& value : all) {
     const uint32_t choice = numbers.Below(8);
-    if (choice < (isNew ? 6u : 3u))
+    if (choice < (isNew ? 6u : 3u)) {
       values.push_back(value);
-    else if (choice == 7 && !isNew)
+    } else if (choice == 7 && !isNew) {
       values.push_back(NoValue(value.propid));
+    }
   }
   if (numbers.Below(40) == 0)
     values.push_back(TextValue(9, nullptr));
@@ -186,12 +187,13 @@ class Pair {
         for (uint32_t count = 1 + numbers.Below(40); count > 0; --count) {
           const CEOID oid = ReadBoth(cursor);
           const uint32_t choice = numbers.Below(6);
-          if (oid != 0 && choice == 0)
+          if (oid != 0 && choice == 0) {
             DeleteBoth(cursor, oid);
-          else if (oid != 0 && choice == 1)
+          } else if (oid != 0 && choice == 1) {
             WriteBoth(cursor, oid, SomeValues(numbers, false));
-          else if (choice == 2)
+          } else if (choice == 2) {
             DeleteBoth(cursor, model_.Pick(numbers.Below(1000)));
+          }
         }
         break;
       default:

@@ -134,13 +134,14 @@ Recorded ReadRecorded() {
   std::ifstream file(WKT_SOURCE_DIR "/tests/data/foreign/random.txt");
   bool isBehindBlocks = false;
   for (std::string line; std::getline(file, line);) {
-    if (line.empty())
+    if (line.empty()) {
       isBehindBlocks = true;
-    else if (isBehindBlocks)
+    } else if (isBehindBlocks) {
       recorded.differences[static_cast<uint32_t>(std::stoul(line))] =
           line.substr(line.find(' ') + 1);
-    else if (line[0] != '#')
+    } else if (line[0] != '#') {
       recorded.blocks.push_back(std::stoull(line, nullptr, 16));
+    }
   }
   return recorded;
 }
@@ -165,10 +166,11 @@ TEST_F(Foreign, RandomAnswersAgree) {
       size_t decision = 0;
       while (decision < counts.size() && !kDecisions[decision].fits(question, Words(question)))
         ++decision;
-      if (decision < counts.size())
+      if (decision < counts.size()) {
         ++counts[decision];
-      else
+      } else {
         ADD_FAILURE() << "not decided: " << question << " -> " << ours << ", theirs " << theirs;
+      }
     }
     if (number % foreign::kBlockQuestions == foreign::kBlockQuestions - 1) {
       EXPECT_EQ(hash, recorded.blocks[number / foreign::kBlockQuestions])

@@ -177,12 +177,13 @@ ModelAnswer DatabaseModel::Write(size_t cursor, CEOID oid, const std::vector<CEP
   Record record = oid != 0 ? records_.at(oid) : Record();
   for (const CEPROPVAL& given : values) {
     Value value;
-    if ((given.wFlags & CEDB_PROPDELETE) != 0)
+    if ((given.wFlags & CEDB_PROPDELETE) != 0) {
       record.erase(given.propid);
-    else if (TakeValue(given, value))
+    } else if (TakeValue(given, value)) {
       record[given.propid] = value;
-    else
+    } else {
       return {0, ERROR_INVALID_PARAMETER, {}};
+    }
   }
   if (oid == 0 && record.empty())
     return {0, ERROR_INVALID_PARAMETER, {}};

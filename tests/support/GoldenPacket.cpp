@@ -39,10 +39,11 @@ void AppendHex(const std::string& line, std::vector<uint8_t>& bytes) {
   std::vector<uint8_t> chunk;
   size_t count = 1;
   for (std::string word; words >> word;) {
-    if (word[0] == '*')
+    if (word[0] == '*') {
       count = std::stoul(word.substr(1));
-    else
+    } else {
       chunk.push_back(static_cast<uint8_t>(std::stoul(word, nullptr, 16)));
+    }
   }
   for (size_t i = 0; i < count; ++i)
     bytes.insert(bytes.end(), chunk.begin(), chunk.end());
@@ -64,18 +65,19 @@ GoldenPacket Load(const std::filesystem::path& path) {
     const size_t equals = line.find(" = ");
     const std::string name = line.substr(0, equals);
     const std::string value = equals == std::string::npos ? "" : line.substr(equals + 3);
-    if (name == "hex")
+    if (name == "hex") {
       inHex = true;
-    else if (name == "packet")
+    } else if (name == "packet") {
       golden.kind = value;
-    else if (name == "bytes")
+    } else if (name == "bytes") {
       statedBytes = std::stoul(value);
-    else if (name == "rest")
+    } else if (name == "rest") {
       golden.hasJunk = value != "00";
-    else if (value[0] == '"')
+    } else if (value[0] == '"') {
       golden.texts[name] = ReadText(value);
-    else
+    } else {
       golden.numbers[name] = value;
+    }
   }
   EXPECT_EQ(golden.bytes.size(), statedBytes) << golden.name;
   return golden;

@@ -21,10 +21,11 @@ int main(int count, char**) {
     }
     const bool isQuestion = !line.empty() && line[0] != '#';
     const std::string question = line.substr(0, line.find(" -> "));
-    if (isQuestion)
+    if (isQuestion) {
       printf("%s -> %s\n", question.c_str(), wkt::foreign::Answer(question).c_str());
-    else if (!line.empty() || unit != EOF)
+    } else if (!line.empty() || unit != EOF) {
       printf("%s\n", line.c_str());
+    }
     line.clear();
     if (unit == EOF)
       return 0;

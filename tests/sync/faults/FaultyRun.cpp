@@ -173,11 +173,12 @@ std::string PlayFaulty(const Script& script, const CleanRun& clean, const Fault&
   {
     std::optional<AllocationFailure> failure;
     Player player;
-    if (fault.function.empty())
+    if (fault.function.empty()) {
       failure.emplace(fault.nth);
-    else
+    } else {
       control::FailCall(fault.function, fault.nth + (fault.function == kLoads ? 1 : 0),
                         ERROR_NOT_ENOUGH_MEMORY);
+    }
     wrong = PlayAll(player, script, [] {});
     const bool happened = failure ? failure->Happened() : !control::ClearFailures();
     failure.reset();
@@ -259,10 +260,11 @@ std::string InAChild(const std::function<std::string()>& work, std::string& trou
   close(ends[0]);
   int status = 0;
   waitpid(child, &status, 0);
-  if (WIFSIGNALED(status))
+  if (WIFSIGNALED(status)) {
     trouble = std::string("ended by ") + strsignal(WTERMSIG(status));
-  else if (WEXITSTATUS(status) != 0)
+  } else if (WEXITSTATUS(status) != 0) {
     trouble = "ended with code " + std::to_string(WEXITSTATUS(status));
+  }
   return said;
 }
 
