@@ -16,11 +16,6 @@ constexpr int kChangedDuringSyncPosition = 6;
 constexpr int32_t kPersonCapacity = 100;
 constexpr WCHAR kPersonSeparator[] = u"; ";
 
-bool TimesDiffer(const FILETIME& first, const FILETIME& second) {
-  return first.dwLowDateTime != second.dwLowDateTime ||
-         first.dwHighDateTime != second.dwHighDateTime;
-}
-
 wkt::CreationMoment::Draws ToDraw(BOOL makeNew) {
   using Draws = wkt::CreationMoment::Draws;
   // With a listener the identifier is made at once, since its making shows.
@@ -85,7 +80,7 @@ void CJobLean::ChangeNumber(int32_t& field, int32_t number) {
 }
 
 void CJobLean::ChangeTime(FILETIME& field, uint8_t which, FILETIME time) {
-  if (!DropDefault(which) && !TimesDiffer(field, time))
+  if (!DropDefault(which) && !wkt::TimesDiffer(field, time))
     return;
   field = time;
   Stamp();
@@ -138,7 +133,7 @@ FILETIME CJobLean::GetModificationTime() const {
 void CJobLean::SetModificationTime(FILETIME time, BOOL force) {
   const bool overridesStamp = stampMode == wkt::StampMode::DeferredPending;
   const bool differs =
-      overridesStamp || DropDefault(kModificationTime) || TimesDiffer(modificationTime, time);
+      overridesStamp || DropDefault(kModificationTime) || wkt::TimesDiffer(modificationTime, time);
   if (overridesStamp)
     stampMode = wkt::StampMode::Deferred;
   unmade = static_cast<uint8_t>(unmade & ~kModificationTime);
@@ -239,7 +234,7 @@ WideString CJobLean::Unused3Tail() const {
 }
 
 void CJobLean::SetLocalDayAsFileTime(FILETIME time) {
-  if (!DropDefault(kLocalDay) && !TimesDiffer(localDay, time))
+  if (!DropDefault(kLocalDay) && !wkt::TimesDiffer(localDay, time))
     return;
   localDay = time;
   if (wkt::IsLogging()) {

@@ -13,13 +13,6 @@ enum class StampMode : uint8_t {
   DeferredPending,  // a fill is running and has changed something
 };
 
-// Whether a row of a table has an accessor. The compiler decides it where the table is known; asked
-// with `if constexpr` GCC refuses it under its sanitizers, where no address is a constant.
-template <class Accessor>
-[[nodiscard]] constexpr bool IsThere(Accessor accessor) {
-  return accessor != nullptr;
-}
-
 // Around the setters of one fill. A change stamps the record at the end, with one reading of the
 // clock, unless a stored time was set meanwhile. A record with observers stamps at once as ever,
 // since they see each change.

@@ -18,6 +18,11 @@ constexpr int kTimeTwoDigitHours = 0x40;
 constexpr int kHoursMinutes = 74;
 constexpr int kHoursMinutesSeconds = 76;
 
+[[nodiscard]] inline bool TimesDiffer(const FILETIME& first, const FILETIME& second) {
+  return first.dwLowDateTime != second.dwLowDateTime ||
+         first.dwHighDateTime != second.dwHighDateTime;
+}
+
 }  // namespace wkt
 
 // The present time in whole seconds, UTC or local as it stands; with `dayOnly` at 00:00.

@@ -15,11 +15,6 @@ constexpr int kGatePosition = 3;
 // What fits into a list row of 260 units with its terminator.
 constexpr int32_t kShortCommentCharacters = 259;
 
-bool TimesDiffer(const FILETIME& first, const FILETIME& second) {
-  return first.dwLowDateTime != second.dwLowDateTime ||
-         first.dwHighDateTime != second.dwHighDateTime;
-}
-
 wkt::CreationMoment::Draws ToDraw(BOOL makeNew) {
   using Draws = wkt::CreationMoment::Draws;
   // With a listener the identifier is made at once, since its making shows.
@@ -172,7 +167,7 @@ void CWktTypeLean::ChangeNumber(int32_t& field, int32_t number) {
 }
 
 void CWktTypeLean::ChangeTime(FILETIME& field, FILETIME time) {
-  if (!TimesDiffer(field, time))
+  if (!wkt::TimesDiffer(field, time))
     return;
   field = time;
   Stamp();
@@ -221,7 +216,7 @@ FILETIME CWktTypeLean::GetModificationTime() const {
 void CWktTypeLean::SetModificationTime(FILETIME time, BOOL force) {
   const bool overridesStamp = stampMode == wkt::StampMode::DeferredPending;
   const bool differs =
-      overridesStamp || DropDefault(kModificationTime) || TimesDiffer(modificationTime, time);
+      overridesStamp || DropDefault(kModificationTime) || wkt::TimesDiffer(modificationTime, time);
   if (overridesStamp)
     stampMode = wkt::StampMode::Deferred;
   unmade = static_cast<uint8_t>(unmade & ~kModificationTime);
@@ -305,7 +300,7 @@ void CWktTypeLean::Assign(const CWktTypeLean& other) {
   mark = other.mark;
   SetModificationTime(other.GetModificationTime(), FALSE);
   notifyEnabled = true;
-  if (changed && TimesDiffer(modificationTime, savedModificationTime))
+  if (changed && wkt::TimesDiffer(modificationTime, savedModificationTime))
     Stamp();
   savedModificationTime = {};
 }

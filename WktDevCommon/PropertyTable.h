@@ -9,6 +9,7 @@
 
 #include "WktCommon/Allocation.h"
 #include "WktCommon/StampMode.h"
+#include "WktDevCommon/TableRow.h"
 #include "platform/Database.h"
 
 // How a record's fields travel to and from the properties of a database record. One table per

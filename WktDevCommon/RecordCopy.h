@@ -5,6 +5,7 @@
 
 #include "WktCommon/StampMode.h"
 #include "WktCommon/WideString.h"
+#include "WktDevCommon/TableRow.h"
 #include "platform/Types.h"
 
 // Copying a record into a packet and back, by one table of accessor pairs per kind of record.
