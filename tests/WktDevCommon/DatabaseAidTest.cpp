@@ -3,15 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
 #include <functional>
-#include <future>
-#include <thread>
 
 #include "WktDevCommon/JobDatabase.h"
 #include "WktDevCommon/WktTypeDatabase.h"
-#include "host/control/Calls.h"
 #include "platform/Files.h"
 #include "tests/WktDevCommon/DatabaseTest.h"
 #include "tests/support/Layout.h"
@@ -35,6 +31,19 @@ class DatabaseAid : public DatabaseTest {
     CEGUID guid = kObjectStore;
     EXPECT_TRUE(CeOidGetInfoEx2(&guid, oid, &info));
     return info.infDatabase;
+  }
+  // One order, by these properties.
+  void ExpectSortOrder(CEOID oid, const std::vector<CEPROPID>& properties) {
+    const CEDBASEINFOEX info = Describe(oid);
+    ASSERT_EQ(info.wNumSortOrder, 1);
+    const SORTORDERSPECEX& order = info.rgSortSpecs[0];
+    EXPECT_EQ(order.wVersion, 1);
+    EXPECT_EQ(order.wKeyFlags, 0);
+    ASSERT_EQ(order.wNumProps, properties.size());
+    for (size_t index = 0; index < properties.size(); ++index) {
+      EXPECT_EQ(order.rgPropID[index], properties[index]) << index;
+      EXPECT_EQ(order.rgdwFlags[index], 0x400u) << index;
+    }
   }
 
   CEOID MakeDatabase(const CEGUID& volume, const WCHAR* name, DWORD type) {
@@ -68,27 +77,13 @@ TEST_F(DatabaseAid, CreatesAMissingDatabaseOfTheApplicationsType) {
 TEST_F(DatabaseAid, GivesANewDatabaseTheSortOrdersOfItsClass) {
   CJobDatabase database(u"WktDevJobs");
   ASSERT_TRUE(database.Open(TRUE));
-  const CEDBASEINFOEX info = Describe(database.GetOid());
-  ASSERT_EQ(info.wNumSortOrder, 1);
-  EXPECT_EQ(info.rgSortSpecs[0].wVersion, 1);
-  EXPECT_EQ(info.rgSortSpecs[0].wNumProps, 2);
-  EXPECT_EQ(info.rgSortSpecs[0].wKeyFlags, 0);
-  EXPECT_EQ(info.rgSortSpecs[0].rgPropID[0], 0x40120040u);
-  EXPECT_EQ(info.rgSortSpecs[0].rgPropID[1], 0x40080040u);
-  EXPECT_EQ(info.rgSortSpecs[0].rgdwFlags[0], 0x400u);
-  EXPECT_EQ(info.rgSortSpecs[0].rgdwFlags[1], 0x400u);
+  ExpectSortOrder(database.GetOid(), {0x40120040, 0x40080040});
 }
 
 TEST_F(DatabaseAid, GivesTheTypesASortOrderOfTheirOwn) {
   CWktTypeDatabase database(u"WktDevTypes");
   ASSERT_TRUE(database.Open(TRUE));
-  const CEDBASEINFOEX info = Describe(database.GetOid());
-  ASSERT_EQ(info.wNumSortOrder, 1);
-  EXPECT_EQ(info.rgSortSpecs[0].wVersion, 1);
-  EXPECT_EQ(info.rgSortSpecs[0].wNumProps, 1);
-  EXPECT_EQ(info.rgSortSpecs[0].wKeyFlags, 0);
-  EXPECT_EQ(info.rgSortSpecs[0].rgPropID[0], 0x40240040u);
-  EXPECT_EQ(info.rgSortSpecs[0].rgdwFlags[0], 0x400u);
+  ExpectSortOrder(database.GetOid(), {0x40240040});
 }
 
 TEST_F(DatabaseAid, LogsTheCreationOfAMissingDatabase) {
@@ -381,75 +376,6 @@ TEST_F(DatabaseAid, KeepsThePlatformsCodeOfAFailedOpen) {
   EXPECT_EQ(database.DeleteRecord(1), FALSE);
   database.CloseDatabase();
   EXPECT_EQ(calls.Take(), Lines{});
-}
-
-TEST_F(DatabaseAid, MakesAnUnnamedMutexBeforeItKeepsTheName) {
-  RecordedCalls calls;
-  { const CJobDatabase database(u"WktDevJobs"); }
-  EXPECT_EQ(calls.Take(), (Lines{"CreateMutexW(null, 0, null)", "CloseHandle(ptr)"}));
-}
-
-template <class Database>
-Lines CallsOfALife(const WCHAR* name) {
-  wkt::control::CallRecording recording;
-  {
-    Database database(name);
-    EXPECT_TRUE(database.Open(FALSE));
-  }
-  return wkt::control::DescribeCalls(recording.Take());
-}
-
-TEST_F(DatabaseAid, ClosesTheMutexBeforeTheDatabase) {
-  const wkt::test::RawDatabase jobs(u"WktDevJobs");
-  const wkt::test::RawDatabase types(u"WktDevTypes");
-  for (const Lines& calls : {CallsOfALife<CJobDatabase>(u"WktDevJobs"),
-                             CallsOfALife<CWktTypeDatabase>(u"WktDevTypes")}) {
-    ASSERT_GE(calls.size(), 3u);
-    EXPECT_EQ(calls.front(), "CreateMutexW(NULL, 0, NULL) = #1");
-    EXPECT_EQ(calls[calls.size() - 3].substr(0, 17), "CeOpenDatabaseEx2");
-    EXPECT_EQ(calls[calls.size() - 2], "CloseHandle(#1) = 1");
-    EXPECT_EQ(calls.back(), "CloseHandle(#3) = 1");
-  }
-}
-
-TEST_F(DatabaseAid, WaitsTenSecondsForTheMutexAndGoesOnWithoutIt) {
-  CJobDatabase database(u"WktDevJobs");
-  ASSERT_TRUE(database.Open(TRUE));
-  CJobLean job(TRUE);
-  const FailingCall failure("WaitForSingleObject", 1, ERROR_INVALID_HANDLE);
-  RecordedCalls calls;
-  EXPECT_NE(database.AddJob(&job, TRUE), 0u);
-  EXPECT_EQ(calls.Take(), (Lines{"WaitForSingleObject(ptr, 10000)",
-                                 "CeWriteRecordProps(ptr, 0, 22, ptr)", "ReleaseMutex(ptr)"}));
-}
-
-// Ten real seconds: another thread keeps the mutex.
-TEST_F(DatabaseAid, GoesOnAfterTenSecondsWhileAnotherThreadKeepsTheMutex) {
-  CJobDatabase database(u"WktDevJobs");
-  ASSERT_TRUE(database.Open(TRUE));
-  CJobLean job(TRUE);
-  std::promise<void> isHeld;
-  std::promise<void> isDone;
-  std::thread holder([&] {
-    EXPECT_EQ(database.Lock(), WAIT_OBJECT_0);
-    isHeld.set_value();
-    isDone.get_future().wait();
-    EXPECT_TRUE(database.Unlock()) << "still that of this thread";
-  });
-  isHeld.get_future().wait();
-  const auto begin = std::chrono::steady_clock::now();
-  wkt::control::CallRecording recording;
-  const CEOID oid = database.AddJob(&job, TRUE);
-  const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - begin;
-  const Lines calls = wkt::control::DescribeCalls(recording.Take());
-  isDone.set_value();
-  holder.join();
-  EXPECT_NE(oid, 0u);
-  EXPECT_GE(waited.count(), 9.9);
-  ASSERT_EQ(LinesWith(calls, "WaitForSingleObject").size(), 1u);
-  EXPECT_EQ(LinesWith(calls, "WaitForSingleObject"), Lines{"WaitForSingleObject(#1, 10000) = 258"});
-  EXPECT_EQ(LinesWith(calls, "ReleaseMutex"), Lines{"ReleaseMutex(#1) = 0, error 288"});
-  EXPECT_TRUE(wkt::test::RawDatabase(u"WktDevJobs").Read(oid).has_value());
 }
 
 TEST_F(DatabaseAid, ItsFieldsStandInOrder) {

@@ -152,6 +152,10 @@ class EnumerationRace : public wkt::test::DeskDeviceTest, public testing::WithPa
   }
   // What stands in the first places.
   [[nodiscard]] Oids First(size_t count) const { return {info.poid, info.poid + count}; }
+  void ExpectCounts(UINT unchanged, UINT changed) const {
+    EXPECT_EQ(info.cUnChg, unchanged);
+    EXPECT_EQ(info.cChg, changed);
+  }
   void ExpectLine(const std::string& line) const {
     EXPECT_EQ(inconsistencies, GetParam().listeners == Listeners::One ? Lines{line} : Lines{});
   }
@@ -175,8 +179,7 @@ TEST_P(EnumerationRace, StopsAtTheFirstSynchronizedRecordTooMany) {
   AddMeanwhile("ss");
   List();
   ExpectLine("Unchanged count mismatch");
-  EXPECT_EQ(info.cUnChg, 2u);
-  EXPECT_EQ(info.cChg, 0u);
+  ExpectCounts(2, 0);
   EXPECT_EQ(First(2), oids);
 }
 
@@ -185,8 +188,7 @@ TEST_P(EnumerationRace, CountsTheFirstChangedRecordTooManyWithoutStoringIt) {
   AddMeanwhile("cc");
   List();
   ExpectLine("Changed dount mismatch");
-  EXPECT_EQ(info.cUnChg, 0u);
-  EXPECT_EQ(info.cChg, 3u);
+  ExpectCounts(0, 3);
   EXPECT_EQ(First(2), (Oids{oids[1], oids[0]}));
 }
 
@@ -197,8 +199,7 @@ TEST_P(EnumerationRace, ALaterSynchronizedRecordTakesThePlaceOfAChangedOne) {
   List();
   const Oids all = RawDatabase(Name()).List();
   ExpectLine("Unchanged count mismatch");
-  EXPECT_EQ(info.cUnChg, 2u);
-  EXPECT_EQ(info.cChg, 1u);
+  ExpectCounts(2, 1);
   EXPECT_EQ(First(2), (Oids{oids[0], all[2]}));
 }
 
@@ -208,8 +209,7 @@ TEST_P(EnumerationRace, ALaterChangedRecordTakesThePlaceOfASynchronizedOne) {
   List();
   const Oids all = RawDatabase(Name()).List();
   ExpectLine("Changed dount mismatch");
-  EXPECT_EQ(info.cUnChg, 1u);
-  EXPECT_EQ(info.cChg, 3u);
+  ExpectCounts(1, 3);
   EXPECT_EQ(First(2), (Oids{all[2], oids[1]}));
 }
 
@@ -219,8 +219,7 @@ TEST_P(EnumerationRace, CountsAddUpToMoreThanThePlacesWhenOneWasTaken) {
   AddMeanwhile("s");
   List();
   EXPECT_EQ(inconsistencies, Lines{});
-  EXPECT_EQ(info.cUnChg, 3u);
-  EXPECT_EQ(info.cChg, 1u);
+  ExpectCounts(3, 1);
 }
 
 // Changed identifiers stay where they were stored, from the end backwards; a reader who goes on
@@ -230,8 +229,7 @@ TEST_P(EnumerationRace, RepeatsChangedIdentifiersInTheGapThatDeletedRecordsLeave
   DeleteMeanwhile({oids[1], oids[2]});
   List();
   EXPECT_EQ(inconsistencies, Lines{});
-  EXPECT_EQ(info.cUnChg, 1u);
-  EXPECT_EQ(info.cChg, 2u);
+  ExpectCounts(1, 2);
   EXPECT_EQ(First(5), (Oids{oids[4], oids[3], oids[0], oids[3], oids[0]}));
 }
 
@@ -239,8 +237,7 @@ TEST_P(EnumerationRace, RepeatsOnlyWhatAReaderWouldMiss) {
   const Oids oids = Add("cccc");
   DeleteMeanwhile({oids[1]});
   List();
-  EXPECT_EQ(info.cUnChg, 0u);
-  EXPECT_EQ(info.cChg, 3u);
+  ExpectCounts(0, 3);
   EXPECT_EQ(First(4), (Oids{oids[0], oids[3], oids[2], oids[0]}));
 }
 
@@ -248,8 +245,7 @@ TEST_P(EnumerationRace, ListsWhatIsLeftWhenAllOthersAreDeleted) {
   const Oids oids = Add("scs");
   DeleteMeanwhile({oids[1], oids[2]});
   List();
-  EXPECT_EQ(info.cUnChg, 1u);
-  EXPECT_EQ(info.cChg, 0u);
+  ExpectCounts(1, 0);
   EXPECT_EQ(First(3), (Oids{oids[0], 0, 0}));
 }
 
@@ -261,8 +257,7 @@ TEST_P(EnumerationRace, ListsWhatWasAddedInThePlaceOfWhatWasDeleted) {
   const Oids all = RawDatabase(Name()).List();
   ASSERT_EQ(all.size(), 3u);
   EXPECT_EQ(inconsistencies, Lines{});
-  EXPECT_EQ(info.cUnChg, 2u);
-  EXPECT_EQ(info.cChg, 1u);
+  ExpectCounts(2, 1);
   EXPECT_EQ(First(3), (Oids{oids[0], all[2], oids[2]}));
 }
 
@@ -273,8 +268,7 @@ TEST_P(EnumerationRace, WritesBackWhileOthersAddAndDelete) {
   List();
   const Oids all = RawDatabase(Name()).List();
   ASSERT_EQ(all.size(), 4u);
-  EXPECT_EQ(info.cUnChg, 3u);
-  EXPECT_EQ(info.cChg, 1u);
+  ExpectCounts(3, 1);
   EXPECT_EQ(First(4), (Oids{oids[0], oids[3], all[2], all[3]}));
   for (const CEOID oid : {oids[0], oids[3], all[2]})
     EXPECT_EQ(StoredFlags(oid), Flags('s'));

@@ -39,6 +39,19 @@ class JobDatabase : public DatabaseTest {
   }
   RawRecord Stored(CEOID oid) { return RawDatabase(u"WktDevJobs").Read(oid).value_or(RawRecord()); }
 
+  // How the log tells that "J1" was given the title "Other", with these last lines.
+  static Lines Modification(const Lines& end) {
+    Lines whole = {
+        ">CJobDatabase::ModifyJob",          "512 Job id = 'J1'; Title = 'Other'",
+        ">CJobDatabase::AllocPropertyArray", "<CJobDatabase::AllocPropertyArray",
+        ">CJobDatabase::FillPropValArray",   "256 Title = Other",
+        "256 Local day = 3/2/26 00:00",      "<CJobDatabase::FillPropValArray",
+    };
+    whole.insert(whole.end(), end.begin(), end.end());
+    whole.emplace_back("<CJobDatabase::ModifyJob");
+    return whole;
+  }
+
   CJobDatabase database;
 };
 
@@ -235,19 +248,10 @@ TEST_F(JobDatabase, LogsAModification) {
   EXPECT_EQ(calls.Take(), (Lines{"WaitForSingleObject(ptr, 10000)",
                                  "CeWriteRecordProps(ptr, " + std::to_string(oid) + ", 22, ptr)",
                                  "ReleaseMutex(ptr)"}));
-  ExpectLog(log, {
-                     ">CJobDatabase::ModifyJob",
-                     "512 Job id = 'J1'; Title = 'Other'",
-                     ">CJobDatabase::AllocPropertyArray",
-                     "<CJobDatabase::AllocPropertyArray",
-                     ">CJobDatabase::FillPropValArray",
-                     "256 Title = Other",
-                     "256 Local day = 3/2/26 00:00",
-                     "<CJobDatabase::FillPropValArray",
+  ExpectLog(log, Modification({
                      "512 Modification time = 3/2/26 09:00:01",
                      "8 Result (bool) = 1",
-                     "<CJobDatabase::ModifyJob",
-                 });
+                 }));
   EXPECT_EQ(Stored(oid).Text(0x4003001F), u"Other");
 }
 
@@ -313,20 +317,11 @@ TEST_F(JobDatabase, LogsARefusedModificationAndLeavesTheRecord) {
   log.Take();
   EXPECT_EQ(database.ModifyJob(oid, job.get(), TRUE), FALSE);
   EXPECT_EQ(database.GetLastErrorCode(), 112u);
-  ExpectLog(log, {
-                     ">CJobDatabase::ModifyJob",
-                     "512 Job id = 'J1'; Title = 'Other'",
-                     ">CJobDatabase::AllocPropertyArray",
-                     "<CJobDatabase::AllocPropertyArray",
-                     ">CJobDatabase::FillPropValArray",
-                     "256 Title = Other",
-                     "256 Local day = 3/2/26 00:00",
-                     "<CJobDatabase::FillPropValArray",
+  ExpectLog(log, Modification({
                      "512 Modification time = 3/2/26 09:00:00",
                      "16 Write failed; Error = 112",
                      "8 Result (bool) = 0",
-                     "<CJobDatabase::ModifyJob",
-                 });
+                 }));
   EXPECT_EQ(Stored(oid).Text(0x4003001F), u"Title");
   EXPECT_EQ(Text(job->GetTitle()), u"Other");
 }

@@ -3,11 +3,8 @@
 #include <algorithm>
 
 #include "WktDevCommon/ObjectList.h"
-#include "WktDevCommon/SyncJobDatabase.h"
-#include "WktDevCommon/SyncWktTypeDatabase.h"
 #include "host/control/Desk.h"
-#include "tests/WktDevCommon/DatabaseTest.h"
-#include "tests/support/RawDatabase.h"
+#include "tests/WktDevCommon/EnumerationTest.h"
 #include "tests/support/RecordedCalls.h"
 
 namespace {
@@ -18,52 +15,8 @@ using wkt::test::RawDatabase;
 using wkt::test::RawJob;
 using wkt::test::RawType;
 using wkt::test::RecordedCalls;
-using Oids = std::vector<CEOID>;
 
-constexpr char16_t kSynchronized[] = u"0010100000000000000";
-constexpr char16_t kEditedWhileSynchronized[] = u"0010101000000000000";
-constexpr CEPROPID kJobFlags = 0x400B001F;
-constexpr CEPROPID kTypeFlags = 0x4029001F;
-constexpr CEPROPID kJobStart = 0x40080040;
-constexpr CEPROPID kTypeCreation = 0x40240040;
-
-class SyncDatabase : public DatabaseTest {
- protected:
-  ~SyncDatabase() override {
-    if (info.poid)
-      LocalFree(info.poid);
-  }
-
-  // Jobs one after another in the order of the database, by their flag texts.
-  Oids AddJobs(const std::vector<std::u16string>& flags) {
-    RawDatabase raw(u"WktDevJobs");
-    Oids made;
-    uint64_t start = 1000;
-    for (const std::u16string& text : flags)
-      made.push_back(raw.Add(RawJob(u"J").Set(kJobFlags, text).Set(kJobStart, ++start)));
-    return made;
-  }
-  CEOID AddType(int32_t kind, const char16_t* flags, uint64_t creation = 5) {
-    return RawDatabase(u"WktDevTypes")
-        .Add(RawType(u"T1", kind).Set(kTypeFlags, flags).Set(kTypeCreation, creation));
-  }
-
-  template <class Database>
-  HRESULT FindIn(const WCHAR* name, DWORD partner) {
-    Database database(name);
-    EXPECT_TRUE(database.Open(TRUE));
-    return database.ReadFindObjectInfo(&info, partner);
-  }
-  HRESULT FindJobs(DWORD partner = 0) { return FindIn<CSyncJobDatabase>(u"WktDevJobs", partner); }
-  HRESULT FindTypes(DWORD partner = 0) {
-    return FindIn<CSyncWktTypeDatabase>(u"WktDevTypes", partner);
-  }
-  [[nodiscard]] Oids Listed() const {
-    return info.poid ? Oids(info.poid, info.poid + info.cUnChg + info.cChg) : Oids();
-  }
-
-  FINDOBJINFO info = {};
-};
+using SyncDatabase = EnumerationTest;
 
 TEST_F(SyncDatabase, ListsUnchangedFromTheFrontAndChangedFromTheBack) {
   const Oids oids = AddJobs({u"0010000000000000000", kSynchronized, u"0010000000000000000",
@@ -160,107 +113,6 @@ TEST_F(SyncDatabase, CallsThePlatformForTypesInTheSameOrder) {
   RecordedCalls calls;
   EXPECT_EQ(database.ReadFindObjectInfo(&info, 0), S_OK);
   EXPECT_EQ(calls.Take(), CallsOfAList(database.GetOid(), marked, "15"));
-}
-
-TEST_F(SyncDatabase, LogsTheEnumerationOfJobs) {
-  AddJobs({u"0010000000000000000", kEditedWhileSynchronized});
-  CSyncJobDatabase database(u"WktDevJobs");
-  ASSERT_TRUE(database.Open(FALSE));
-  log.Take();
-  EXPECT_EQ(database.ReadFindObjectInfo(&info, 0), S_OK);
-  ExpectLog(wkt::test::WithoutAddresses(log.Take()),
-            {
-                ">CSyncJobDatabase::ReadFindObjectInfo",
-                "4 pFindObjectInfo = A; pcNumber = 0",
-                ">CDatabaseAid::GetDatabaseInfo",
-                ">CDatabaseAid::FindDatabase",
-                "4 pDBName = 'WktDevJobs'",
-                "256 Record count = 2",
-                "8 Result (CEOID) = O1",
-                "<CDatabaseAid::FindDatabase",
-                "8 Result (BOOL) = 1",
-                "<CDatabaseAid::GetDatabaseInfo",
-                "256 Record count = 2",
-                "256 OID = O2",
-                ">CJobDatabase::CreateRecord",
-                ">CJobLean::CJobLean",
-                "4 Make new = 0",
-                "512 this = A",
-                "<CJobLean::CJobLean",
-                "<CJobDatabase::CreateRecord",
-                ">CJobDatabase::FillJobBase",
-                "256 Title = 'Title'",
-                "256 Local day = 3/2/26 00:00",
-                "<CJobDatabase::FillJobBase",
-                "256 Job id = 'J'; Title = 'Title'",
-                "256 Job is not synchronized",
-                ">CJobLean::~CJobLean",
-                "512 this = A",
-                "<CJobLean::~CJobLean",
-                "256 OID = O3",
-                ">CJobDatabase::CreateRecord",
-                ">CJobLean::CJobLean",
-                "4 Make new = 0",
-                "512 this = A",
-                "<CJobLean::CJobLean",
-                "<CJobDatabase::CreateRecord",
-                ">CJobDatabase::FillJobBase",
-                "256 Title = 'Title'",
-                "256 Local day = 3/2/26 00:00",
-                "<CJobDatabase::FillJobBase",
-                "256 Job id = 'J'; Title = 'Title'",
-                "256 Job is synchronized",
-                "256 Clearing 'changed during sync' flag",
-                ">CJobDatabase::ModifyJob",
-                "512 Job id = 'J'; Title = 'Title'",
-                ">CJobDatabase::AllocPropertyArray",
-                "<CJobDatabase::AllocPropertyArray",
-                ">CJobDatabase::FillPropValArray",
-                "256 Title = Title",
-                "256 Local day = 3/2/26 00:00",
-                "<CJobDatabase::FillPropValArray",
-                "512 Modification time = 3/2/26 11:00:00",
-                "8 Result (bool) = 1",
-                "<CJobDatabase::ModifyJob",
-                ">CJobLean::~CJobLean",
-                "512 this = A",
-                "<CJobLean::~CJobLean",
-                "256 Changed = 1; Unchanged = 1; Total = 2",
-                "8 Result (HRESULT) = 0",
-                "<CSyncJobDatabase::ReadFindObjectInfo",
-            });
-}
-
-TEST_F(SyncDatabase, LogsTheEnumerationOfTypes) {
-  AddType(3, u"1001000000000000000");
-  CSyncWktTypeDatabase database(u"WktDevTypes");
-  ASSERT_TRUE(database.Open(FALSE));
-  log.Take();
-  EXPECT_EQ(database.ReadFindObjectInfo(&info, 1), S_OK);
-  info.uFlags = FO_MORE_VOLUME;
-  const Lines lines = log.Take();
-  const auto from = std::find(lines.begin(), lines.end(), "<CDatabaseAid::GetDatabaseInfo");
-  ASSERT_NE(from, lines.end());
-  ExpectLog(Lines(from, lines.end()), {
-                                          "<CDatabaseAid::GetDatabaseInfo",
-                                          "256 Record count = 1",
-                                          "256 OID = O1",
-                                          "256 Type of type = 3",
-                                          ">CWktTypeDatabase::CreateRecord",
-                                          ">CWktTypeLean::CWktTypeLean",
-                                          "4 Make new = 0",
-                                          "256 this = A1",
-                                          "<CWktTypeLean::CWktTypeLean",
-                                          "<CWktTypeDatabase::CreateRecord",
-                                          "256 Type id = 'T1'; Name = 'Name'",
-                                          "256 Type is not synchronized",
-                                          ">CWktTypeLean::~CWktTypeLean",
-                                          "512 this = A1",
-                                          "<CWktTypeLean::~CWktTypeLean",
-                                          "256 Changed = 1; Unchanged = 0; Total = 1",
-                                          "8 Result (HRESULT) = 0",
-                                          "<CSyncWktTypeDatabase::ReadFindObjectInfo",
-                                      });
 }
 
 TEST_F(SyncDatabase, AJobKeepsItsModificationTimeWhenTheMarkIsCleared) {

@@ -4,7 +4,7 @@
 
 #include "host/control/Calls.h"
 #include "platform/Registry.h"
-#include "tests/support/LogCapture.h"
+#include "tests/support/LogPieces.h"
 #include "tests/support/Provider.h"
 
 namespace {
@@ -15,37 +15,17 @@ using wkt::test::ExpectLog;
 using wkt::test::LogCapture;
 using wkt::test::LogLines;
 using wkt::test::Provider;
+using wkt::test::operator+;
 
-const LogLines kAttach = {
-    "1024 WktDevSync.dll version 4.2 build 1 started.",
-    ">CJobDatabase::UpgradeJobDatabases",
-    ">CDatabaseAid::CDatabaseAid",
-    "<CDatabaseAid::CDatabaseAid",
-    ">CJobDatabase::CJobDatabase",
-    "<CJobDatabase::CJobDatabase",
-    ">CDatabaseAid::CDatabaseAid",
-    "<CDatabaseAid::CDatabaseAid",
-    ">CJobDatabase::CJobDatabase",
-    "<CJobDatabase::CJobDatabase",
-    ">CDatabaseAid::FindDatabase",
-    "4 pDBName = 'WktDevFavJobs'",
-    "8 Result (CEOID) = 0",
-    "<CDatabaseAid::FindDatabase",
-    ">CJobDatabase::~CJobDatabase",
-    "<CJobDatabase::~CJobDatabase",
-    ">CDatabaseAid::~CDatabaseAid",
-    ">CDatabaseAid::CloseDatabase",
-    "<CDatabaseAid::CloseDatabase",
-    "<CDatabaseAid::~CDatabaseAid",
-    ">CJobDatabase::~CJobDatabase",
-    "<CJobDatabase::~CJobDatabase",
-    ">CDatabaseAid::~CDatabaseAid",
-    ">CDatabaseAid::CloseDatabase",
-    "<CDatabaseAid::CloseDatabase",
-    "<CDatabaseAid::~CDatabaseAid",
-    "<CJobDatabase::UpgradeJobDatabases",
-    "<DllMain",
-};
+const LogLines kAttach = LogLines{"1024 WktDevSync.dll version 4.2 build 1 started."} +
+                         wkt::test::kUpgradeBegins +
+                         LogLines{
+                             ">CDatabaseAid::FindDatabase",
+                             "4 pDBName = 'WktDevFavJobs'",
+                             "8 Result (CEOID) = 0",
+                             "<CDatabaseAid::FindDatabase",
+                         } +
+                         wkt::test::kUpgradeEnds + LogLines{"<DllMain"};
 
 class AttachTest : public wkt::test::DeskDeviceTest {
  protected:

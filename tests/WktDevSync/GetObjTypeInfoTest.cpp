@@ -5,7 +5,7 @@
 
 #include "host/control/Calls.h"
 #include "platform/Database.h"
-#include "tests/support/LogCapture.h"
+#include "tests/support/LogPieces.h"
 #include "tests/support/Provider.h"
 #include "tests/support/RawDatabase.h"
 #include "tests/support/Samples.h"
@@ -19,11 +19,7 @@ using wkt::test::LogCapture;
 using wkt::test::LogLines;
 using wkt::test::Narrow;
 using wkt::test::Provider;
-
-LogLines operator+(LogLines first, const LogLines& second) {
-  first.insert(first.end(), second.begin(), second.end());
-  return first;
-}
+using wkt::test::operator+;
 
 const LogLines kDailyJobsBegin = {
     ">GetObjTypeInfo",

@@ -17,28 +17,7 @@ using wkt::test::RawJob;
 using wkt::test::RawType;
 using wkt::test::RecordedCalls;
 
-constexpr char16_t kJobs[] = u"WktActivities";
-constexpr char16_t kFavorites[] = u"WktFavorites";
-constexpr char16_t kTypes[] = u"WktTypes";
-
-class HostileTransfer : public TransferTest {
- protected:
-  static CEOID AddRecord(const std::u16string& folder) {
-    if (folder == kTypes)
-      return RawDatabase(u"WktDevTypes").Add(RawType(u"T1", 3));
-    return RawDatabase(folder == kJobs ? u"WktDevJobs" : u"WktDevFavJobs").Add(RawJob(u"J1"));
-  }
-  static std::vector<uint8_t> Bytes(const std::u16string& folder) {
-    if (folder == kTypes) {
-      CWktTypePacket packet;
-      wkt::test::FillFromType(packet, *wkt::test::MakeSampleType(3));
-      return wkt::test::Encode(packet);
-    }
-    CJobPacket packet(folder == kJobs ? 1 : 2);
-    wkt::test::FillFromJob(packet, *wkt::test::MakeSampleJob());
-    return wkt::test::Encode(packet);
-  }
-};
+using HostileTransfer = TransferTest;
 
 TEST_F(HostileTransfer, SendsNothingWithoutAPlaceForBytesOrCount) {
   for (const std::u16string folder : {kJobs, kFavorites, kTypes}) {
@@ -178,7 +157,7 @@ TEST_F(HostileTransfer, RefusedBytesChangeNothing) {
     const CEOID oid = AddRecord(folder);
     RawDatabase database(folder == kTypes ? u"WktDevTypes" : u"WktDevJobs");
     const auto before = database.Read(oid);
-    const std::vector<uint8_t> whole = Bytes(folder);
+    const std::vector<uint8_t> whole = SampleBytes(folder);
     size_t refused = 0;
     for (size_t at = 0; at < whole.size(); ++at) {
       std::vector<uint8_t> damaged = whole;
@@ -271,7 +250,7 @@ TEST_F(HostileTransfer, LeavesTheVolumeMembersOfASetUpAlone) {
   IReplObjHandler* const other = provider.Init(kJobs, 2);
   BYTE sentinel = 0;
   for (const std::u16string folder : {kJobs, kFavorites, kTypes}) {
-    const std::vector<uint8_t> bytes = Bytes(folder);
+    const std::vector<uint8_t> bytes = SampleBytes(folder);
     for (const DWORD flags : {DWORD{RSF_NEW_OBJECT}, DWORD{0}}) {
       REPLSETUP setup = MakeSetup(folder, AddRecord(folder), FALSE, flags);
       setup.lpbVolumeID = &sentinel;

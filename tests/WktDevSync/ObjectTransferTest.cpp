@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <functional>
 
 #include "WktCommon/JobPacket.h"
 #include "WktCommon/WktTypePacket.h"
@@ -12,42 +11,11 @@
 
 namespace {
 
-using wkt::test::FailingCall;
 using wkt::test::RawDatabase;
 using wkt::test::RawJob;
 using wkt::test::RawType;
 
-constexpr char16_t kJobs[] = u"WktActivities";
-constexpr char16_t kFavorites[] = u"WktFavorites";
-constexpr char16_t kTypes[] = u"WktTypes";
-
-class ObjectTransfer : public TransferTest {
- protected:
-  CEOID AddJob() { return RawDatabase(u"WktDevJobs").Add(RawJob(u"J1")); }
-  CEOID AddType(int32_t kind = 3) { return RawDatabase(u"WktDevTypes").Add(RawType(u"T1", kind)); }
-  static std::vector<uint8_t> JobBytes() {
-    CJobPacket packet(1);
-    wkt::test::FillFromJob(packet, *wkt::test::MakeSampleJob());
-    return wkt::test::Encode(packet);
-  }
-  static std::vector<uint8_t> TypeBytes() {
-    CWktTypePacket packet;
-    wkt::test::FillFromType(packet, *wkt::test::MakeSampleType(3));
-    return wkt::test::Encode(packet);
-  }
-  // Everything stored, as text.
-  static std::string Stored() {
-    std::string all;
-    for (const char16_t* name : {u"WktDevJobs", u"WktDevFavJobs", u"WktDevTypes"}) {
-      if (!wkt::test::HasDatabase(name))
-        continue;
-      RawDatabase raw(name);
-      for (const CEOID oid : raw.List())
-        all += std::to_string(oid) + " " + raw.Read(oid)->Describe() + "\n";
-    }
-    return all;
-  }
-};
+using ObjectTransfer = TransferTest;
 
 TEST_F(ObjectTransfer, KnowsNoOtherInterface) {
   void* found = &found;
@@ -65,8 +33,8 @@ TEST_F(ObjectTransfer, CountsItsReferences) {
 }
 
 TEST_F(ObjectTransfer, DestroysTheJobPacketBeforeTheNextOfEitherKind) {
-  const CEOID job = AddJob();
-  const CEOID type = AddType();
+  const CEOID job = AddRecord(kJobs);
+  const CEOID type = AddRecord(kTypes);
   EXPECT_EQ(Get(kJobs, job).result, RWRN_LAST_PACKET);
   EXPECT_EQ(Get(kJobs, job).result, RWRN_LAST_PACKET);
   EXPECT_EQ(LinesOf(log.Take(), "512 Instance"), (Lines{"512 Instance = 1", "512 Instance = 1"}));
@@ -79,8 +47,8 @@ TEST_F(ObjectTransfer, DestroysTheJobPacketBeforeTheNextOfEitherKind) {
 }
 
 TEST_F(ObjectTransfer, ReplacesATypePacketWithoutDestroyingIt) {
-  const CEOID job = AddJob();
-  const CEOID type = AddType();
+  const CEOID job = AddRecord(kJobs);
+  const CEOID type = AddRecord(kTypes);
   Get(kTypes, type);
   Get(kTypes, type);
   EXPECT_EQ(LinesOf(log.Take(), "512 Instance"), Lines{"512 Instance = 2"});
@@ -90,7 +58,7 @@ TEST_F(ObjectTransfer, ReplacesATypePacketWithoutDestroyingIt) {
 }
 
 TEST_F(ObjectTransfer, DestroysNoPacketWithTheHandler) {
-  Get(kJobs, AddJob());
+  Get(kJobs, AddRecord(kJobs));
   log.Take();
   EXPECT_EQ(handler->Release(), 0u);
   handler = nullptr;
@@ -98,7 +66,7 @@ TEST_F(ObjectTransfer, DestroysNoPacketWithTheHandler) {
 }
 
 TEST_F(ObjectTransfer, LeavesTheBytesHandedOutAlone) {
-  const CEOID job = AddJob();
+  const CEOID job = AddRecord(kJobs);
   const Packet first = Get(kJobs, job);
   const std::vector<BYTE> before(first.bytes, first.bytes + first.byteCount);
   handler->Reset(&readSetup);
@@ -148,75 +116,6 @@ TEST_F(ObjectTransfer, CutsStoredTextsOfATypeToo) {
   EXPECT_EQ(std::u16string(read.GetComment()).size(), 30'000u);
 }
 
-TEST_F(ObjectTransfer, FailsWhereTheDatabaseCannotBeOpened) {
-  const std::vector<uint8_t> job = JobBytes();
-  const std::vector<uint8_t> type = TypeBytes();
-  {
-    const FailingCall failure("CeOpenDatabaseEx2", 1, ERROR_NOT_ENOUGH_MEMORY);
-    EXPECT_EQ(Get(kFavorites, 1).result, RERR_BAD_OBJECT);
-    EXPECT_EQ(LinesOf(log.Take(), "32 "), Lines{"32 Failed to open database 'WktDevFavJobs'"});
-  }
-  {
-    const FailingCall failure("CeOpenDatabaseEx2", 1, ERROR_NOT_ENOUGH_MEMORY);
-    EXPECT_EQ(Get(kTypes, 1).result, RERR_BAD_OBJECT);
-    EXPECT_EQ(LinesOf(log.Take(), "32 "), Lines{"32 Failed to open database 'WktDevTypes'"});
-  }
-  {
-    const FailingCall failure("CeOpenDatabaseEx2", 1, ERROR_NOT_ENOUGH_MEMORY);
-    EXPECT_EQ(Delete(kTypes, 1), RERR_BAD_OBJECT);
-    EXPECT_EQ(LinesOf(log.Take(), "32 "), Lines{"32 Failed to open database 'WktDevTypes'"});
-  }
-  EXPECT_EQ(RaisedNotices(), Lines{});
-  {
-    const FailingCall failure("CeOpenDatabaseEx2", 1, ERROR_NOT_ENOUGH_MEMORY);
-    EXPECT_EQ(Put(kJobs, 0, job), E_UNEXPECTED);
-    EXPECT_EQ(LinesOf(log.Take(), "32 "), Lines{"32 Failed to open database 'WktDevJobs'"});
-  }
-  {
-    const FailingCall failure("CeOpenDatabaseEx2", 1, ERROR_NOT_ENOUGH_MEMORY);
-    EXPECT_EQ(Put(kTypes, 0, type), E_UNEXPECTED);
-    EXPECT_EQ(LinesOf(log.Take(), "32 "), Lines{"32 Failed to open types database 'WktDevTypes'"});
-  }
-  // The notice was raised before the database was opened.
-  EXPECT_EQ(RaisedNotices(), (Lines{"Daily jobs changed", "Types changed"}));
-}
-
-TEST_F(ObjectTransfer, TakesARefusedAdditionForASuccess) {
-  for (const auto& [folder, bytes] :
-       {std::pair(kJobs, JobBytes()), std::pair(kTypes, TypeBytes())}) {
-    const FailingCall failure("CeWriteRecordProps", 1, ERROR_DISK_FULL);
-    EXPECT_EQ(Put(folder, 0, bytes), S_OK);
-    EXPECT_EQ(writeSetup.oidNew, 0u);
-    EXPECT_EQ(LinesOf(log.Take(), "16 "), Lines{"16 Write failed; Error = 112"});
-  }
-  EXPECT_EQ(Stored(), "");
-}
-
-TEST_F(ObjectTransfer, FailsWhereAModificationIsRefused) {
-  const CEOID oid = AddJob();
-  const std::string before = Stored();
-  const FailingCall failure("CeWriteRecordProps", 1, ERROR_DISK_FULL);
-  EXPECT_EQ(Put(kJobs, oid, JobBytes()), E_UNEXPECTED);
-  EXPECT_EQ(Stored(), before);
-  EXPECT_EQ(RaisedNotices(), Lines{"Daily jobs changed"});
-}
-
-TEST_F(ObjectTransfer, RaisesNoNoticeForARefusedDeletion) {
-  const CEOID job = AddJob();
-  const CEOID type = AddType();
-  {
-    const FailingCall failure("CeDeleteRecord", 1, ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(Delete(kJobs, job), E_UNEXPECTED);
-    EXPECT_EQ(LinesOf(log.Take(), "32 "), Lines{"32 Failed to delete job"});
-  }
-  {
-    const FailingCall failure("CeDeleteRecord", 1, ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(Delete(kTypes, type), E_UNEXPECTED);
-    EXPECT_EQ(LinesOf(log.Take(), "32 "), Lines{"32 Failed to delete type"});
-  }
-  EXPECT_EQ(RaisedNotices(), Lines{});
-}
-
 TEST_F(ObjectTransfer, KeepsTheTimeOfAJobAndStampsAType) {
   CJobPacket job(1);
   wkt::test::FillFromJob(job, *wkt::test::MakeSampleJob());
@@ -235,7 +134,7 @@ TEST_F(ObjectTransfer, KeepsTheTimeOfAJobAndStampsAType) {
 }
 
 TEST_F(ObjectTransfer, DoesNotTouchATypeOfAnUnknownKind) {
-  const CEOID oid = AddType(9);
+  const CEOID oid = RawDatabase(u"WktDevTypes").Add(RawType(u"T1", 9));
   const std::string before = Stored();
   EXPECT_EQ(Get(kTypes, oid).result, RERR_BAD_OBJECT);
   EXPECT_EQ(LinesOf(log.Take(), "128 "),
@@ -246,35 +145,8 @@ TEST_F(ObjectTransfer, DoesNotTouchATypeOfAnUnknownKind) {
   EXPECT_EQ(Delete(kTypes, oid), static_cast<HRESULT>(0x80070002));
   EXPECT_EQ(Stored(), before);
   // A desktop that knows it replaces it by a kind that is known here.
-  EXPECT_EQ(Put(kTypes, oid, TypeBytes()), S_OK);
+  EXPECT_EQ(Put(kTypes, oid, SampleBytes(kTypes)), S_OK);
   EXPECT_EQ(RawDatabase(u"WktDevTypes").Read(oid)->Number(0x40200003), 3);
-}
-
-TEST_F(ObjectTransfer, KeepsItsAnswerWhenASaveFails) {
-  const CEOID job = AddJob();
-  const CEOID type = AddType();
-  {
-    const FailingCall failure("CeWriteRecordProps", 1, ERROR_DISK_FULL);
-    EXPECT_EQ(Notify(kJobs, job, ONF_CLEAR_CHANGE), FALSE);
-    EXPECT_EQ(LinesOf(log.Take(), "32 "), Lines{"32 Failed to modify job in database"});
-  }
-  const FailingCall failure("CeWriteRecordProps", 1, ERROR_DISK_FULL);
-  EXPECT_EQ(Notify(kTypes, type, ONF_CLEAR_CHANGE), FALSE);
-  EXPECT_EQ(LinesOf(log.Take(), "32 "), Lines{"32 Failed to modify type in database"});
-}
-
-TEST_F(ObjectTransfer, NotifiesAndFindsNothingWhereTheDatabaseCannotBeOpened) {
-  {
-    const FailingCall failure("CeOpenDatabaseEx2", 1, ERROR_NOT_ENOUGH_MEMORY);
-    EXPECT_EQ(Notify(kTypes, 1, ONF_RECORD | ONF_DELETED), FALSE);
-    EXPECT_EQ(notice.cOidDel, 0u);
-    EXPECT_EQ(LinesOf(log.Take(), "32 "), Lines{"32 Failed to open database 'WktDevTypes'"});
-  }
-  const FailingCall failure("CeOpenDatabaseEx2", 1, ERROR_NOT_ENOUGH_MEMORY);
-  FINDOBJINFO info = {};
-  SetName(info.szObjType, kTypes);
-  EXPECT_EQ(provider.findObjects(&info), E_UNEXPECTED);
-  EXPECT_EQ(LinesOf(log.Take(), "32 "), Lines{"32 Failed to open database 'WktDevTypes'"});
 }
 
 TEST_F(ObjectTransfer, AnswersToNullStructures) {
@@ -323,72 +195,11 @@ TEST_F(ObjectTransfer, BringsEveryPacketToTheDeviceAndBack) {
   }
 }
 
-// Whatever call of the platform fails, in whatever operation: an answer that is defined, and no
-// record half written.
-TEST_F(ObjectTransfer, SurvivesTheFailureOfAnyCall) {
-  const CEOID job = AddJob();
-  const CEOID type = AddType();
-  const std::string before = Stored();
-  const auto isDefined = [](HRESULT result) {
-    return result == S_OK || result == RWRN_LAST_PACKET || result == E_UNEXPECTED ||
-           result == RERR_BAD_OBJECT || result == static_cast<HRESULT>(0x80070002);
-  };
-  // Nothing of the test's own calls the platform in between: its calls would fail, too.
-  const auto get = [&](const std::u16string& folder, CEOID oid) {
-    readSetup = MakeSetup(folder, oid, TRUE, 0);
-    handler->Setup(&readSetup);
-    BYTE* packet = nullptr;
-    DWORD byteCount = 0;
-    return handler->GetPacket(&packet, &byteCount, 8192);
-  };
-  std::vector<uint8_t> sent = JobBytes();
-  REPLSETUP deleted = MakeSetup(kJobs, 999'999, FALSE, 0);
-  const std::vector<std::function<HRESULT()>> operations = {
-      [&] { return get(kJobs, job); },
-      [&] { return get(kTypes, type); },
-      [&] {
-        FINDOBJINFO info = {};
-        SetName(info.szObjType, kJobs);
-        const HRESULT result = provider.findObjects(&info);
-        info.uFlags = FO_DONE_ONE_VOL;
-        provider.findObjects(&info);
-        LocalFree(info.poid);
-        return result;
-      },
-      [&] {
-        writeSetup = MakeSetup(kJobs, 999'999, FALSE, 0);
-        handler->Setup(&writeSetup);
-        return handler->SetPacket(sent.data(), static_cast<DWORD>(sent.size()));
-      },
-      [&] { return handler->DeleteObj(&deleted); },
-  };
-  // Those that release something are left out: what they refuse to release stays.
-  for (const char* const call :
-       {"CeFindFirstDatabaseEx", "CeFindNextDatabase", "CeOidGetInfoEx2", "CeOpenDatabaseEx2",
-        "CeSeekDatabase", "CeSeekDatabaseEx", "CeReadRecordPropsEx", "CeWriteRecordProps",
-        "LocalAlloc", "CreateMutexW", "WaitForSingleObject", "GetSystemTime",
-        "SystemTimeToFileTime"}) {
-    int failures = 0;
-    for (const auto& operation : operations) {
-      for (uint32_t nth = 1; nth < 50; ++nth) {
-        const FailingCall failure(call, nth, ERROR_NOT_ENOUGH_MEMORY);
-        const HRESULT result = operation();
-        EXPECT_TRUE(isDefined(result)) << call << " " << result;
-        if (!failure.Happened())
-          break;
-        ++failures;
-      }
-    }
-    EXPECT_GT(failures, 0) << call;
-  }
-  EXPECT_EQ(Stored(), before);
-}
-
 TEST_F(ObjectTransfer, SurvivesDamagedBytes) {
   uint32_t state = 12345;
   const auto random = [&state] { return state = state * 1664525 + 1013904223, state >> 8; };
   for (const auto& [folder, bytes] :
-       {std::pair(kJobs, JobBytes()), std::pair(kTypes, TypeBytes())}) {
+       {std::pair(kJobs, SampleBytes(kJobs)), std::pair(kTypes, SampleBytes(kTypes))}) {
     for (int i = 0; i < 300; ++i) {
       std::vector<uint8_t> damaged = bytes;
       for (uint32_t n = random() % 4 + 1; n > 0; --n)

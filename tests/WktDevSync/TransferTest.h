@@ -9,6 +9,10 @@
 #include "tests/support/RawDatabase.h"
 #include "tests/support/RecordedCalls.h"
 
+inline constexpr char16_t kJobs[] = u"WktActivities";
+inline constexpr char16_t kFavorites[] = u"WktFavorites";
+inline constexpr char16_t kTypes[] = u"WktTypes";
+
 // The installed provider on a device of its own, set up for the first partner, and short ways to
 // move objects through its handlers. One handler serves all folders: the set-up names the folder.
 class TransferTest : public wkt::test::DeskDeviceTest {
@@ -79,6 +83,12 @@ class TransferTest : public wkt::test::DeskDeviceTest {
     log.Take();
     return provider.objectNotify(&notice);
   }
+  // A record for a folder in its database.
+  static CEOID AddRecord(const std::u16string& folder);
+  // The packet of a sample record for a folder.
+  static std::vector<uint8_t> SampleBytes(const std::u16string& folder);
+  // Everything stored, as text.
+  static std::string Stored();
   // The names of the folders whose notice the provider would give now; gives them.
   Lines RaisedNotices();
 

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "tests/support/LogCapture.h"
+
+// Parts of the provider's log that several whole logs have in common.
+namespace wkt::test {
+
+inline LogLines operator+(LogLines first, const LogLines& second) {
+  first.insert(first.end(), second.begin(), second.end());
+  return first;
+}
+
+// The start-up upgrade: both databases as objects, none of them open when they are made and go.
+inline const LogLines kUpgradeBegins = {
+    ">CJobDatabase::UpgradeJobDatabases", ">CDatabaseAid::CDatabaseAid",
+    "<CDatabaseAid::CDatabaseAid",        ">CJobDatabase::CJobDatabase",
+    "<CJobDatabase::CJobDatabase",        ">CDatabaseAid::CDatabaseAid",
+    "<CDatabaseAid::CDatabaseAid",        ">CJobDatabase::CJobDatabase",
+    "<CJobDatabase::CJobDatabase",
+};
+inline const LogLines kUpgradeEnds = {
+    ">CJobDatabase::~CJobDatabase",       "<CJobDatabase::~CJobDatabase",
+    ">CDatabaseAid::~CDatabaseAid",       ">CDatabaseAid::CloseDatabase",
+    "<CDatabaseAid::CloseDatabase",       "<CDatabaseAid::~CDatabaseAid",
+    ">CJobDatabase::~CJobDatabase",       "<CJobDatabase::~CJobDatabase",
+    ">CDatabaseAid::~CDatabaseAid",       ">CDatabaseAid::CloseDatabase",
+    "<CDatabaseAid::CloseDatabase",       "<CDatabaseAid::~CDatabaseAid",
+    "<CJobDatabase::UpgradeJobDatabases",
+};
+
+}  // namespace wkt::test
