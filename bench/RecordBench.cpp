@@ -24,63 +24,37 @@ constexpr uint32_t kCalls = 2000;
 constexpr uint32_t kFirstNew = 10'000'000;
 
 // The same operations of both kinds of record under one name.
-struct Jobs {
+struct Jobs : wkt::JobKind {
   static constexpr const BenchFolder& kFolder = kJobFolder;
-  using Database = CJobDatabase;
   using Plain = PlainRecord;
-  using Owned = std::unique_ptr<CJobLean>;
 
   static Plain MakePlain(uint32_t number, uint32_t edition) { return MakeRecord(number, edition); }
+  static Owned New() { return std::make_unique<CJobLean>(FALSE); }
   static Owned Make(const Plain& plain) {
-    Owned job = std::make_unique<CJobLean>(FALSE);
+    Owned job = New();
     FillJob(*job, plain);
     return job;
   }
-  static Owned Build(const CEPROPVAL* values, WORD count) {
-    Owned job = std::make_unique<CJobLean>(FALSE);
-    CJobDatabase::FillJobBase(job.get(), {values, count});
-    return job;
+  static CEOID Find(Database& database, CEOID oid, Record** found) {
+    return database.FindJob(oid, found, TRUE);
   }
-  static Owned Find(Database& database, CEOID oid) {
-    CJobLean* found = nullptr;
-    database.FindJob(oid, &found, TRUE);
-    return Owned(found);
-  }
-  static CEOID Add(Database& database, const Owned& job) {
-    return database.AddJob(job.get(), TRUE);
-  }
-  static BOOL Modify(Database& database, CEOID oid, const Owned& job) {
-    return database.ModifyJob(oid, job.get(), TRUE);
-  }
+  static CEOID Add(Database& database, Record* job) { return database.AddJob(job, TRUE); }
   static BOOL Delete(Database& database, CEOID oid) { return database.DeleteJob(oid, TRUE); }
 };
 
-struct Types {
+struct Types : wkt::TypeKind {
   static constexpr const BenchFolder& kFolder = kTypeFolder;
-  using Database = CWktTypeDatabase;
   using Plain = PlainType;
-  using Owned = wkt::TypePtr;
 
   static Plain MakePlain(uint32_t number, uint32_t edition) {
     return MakePlainType(number, edition);
   }
+  static Owned New() { return Owned(wkt::MakeType(1, FALSE)); }
   static Owned Make(const Plain& plain) { return MakeType(plain); }
-  static Owned Build(const CEPROPVAL* values, WORD count) {
-    Owned type(wkt::MakeType(1, FALSE));
-    CWktTypeDatabase::FillWktTypeBase(type.get(), {values, count});
-    return type;
+  static CEOID Find(Database& database, CEOID oid, Record** found) {
+    return database.FindWktType(oid, found, TRUE);
   }
-  static Owned Find(Database& database, CEOID oid) {
-    CWktTypeLean* found = nullptr;
-    database.FindWktType(oid, &found, TRUE);
-    return Owned(found);
-  }
-  static CEOID Add(Database& database, const Owned& type) {
-    return database.AddWktType(type.get(), TRUE);
-  }
-  static BOOL Modify(Database& database, CEOID oid, const Owned& type) {
-    return database.ModifyWktType(oid, type.get(), TRUE);
-  }
+  static CEOID Add(Database& database, Record* type) { return database.AddWktType(type, TRUE); }
   static BOOL Delete(Database& database, CEOID oid) {
     return wkt::DeleteRecord(database, oid, TRUE);
   }
@@ -104,8 +78,10 @@ struct BuildInput {
     }
   }
   void BuildOurs() const {
-    for (const auto& value : values)
-      static_cast<void>(Kind::Build(value.get(), count));
+    for (const auto& value : values) {
+      const typename Kind::Owned record = Kind::New();
+      Kind::Load(record.get(), {value.get(), count});
+    }
   }
   void BuildPlain() const {
     for (const std::string& image : images) {
@@ -165,19 +141,22 @@ void MeasureDatabase(uint32_t count) {
                Compare(7, kCalls, each(ours), each(theirs)), 0);
     };
     measure(
-        "add", [&](uint32_t i, size_t) { added.push_back(Kind::Add(database, records[0][i])); },
+        "add",
+        [&](uint32_t i, size_t) { added.push_back(Kind::Add(database, records[0][i].get())); },
         [&](uint32_t i, size_t) { inserted.push_back(raw.Insert(fresh[0][i])); });
     measure(
         "find",
         [&](uint32_t i, size_t round) {
-          if (!Kind::Find(database, added[round * kCalls + i]))
+          typename Kind::Record* found = nullptr;
+          if (Kind::Find(database, added[round * kCalls + i], &found) == 0)
             Fail("no record");
+          const typename Kind::Owned owned(found);
         },
         [&](uint32_t i, size_t round) { raw.Get(inserted[round * kCalls + i]); });
     measure(
         "modify",
         [&](uint32_t i, size_t round) {
-          if (!Kind::Modify(database, added[i], records[1 - round % 2][i]))
+          if (!Kind::Modify(database, added[i], records[1 - round % 2][i].get()))
             Fail("no change");
         },
         [&](uint32_t i, size_t round) { raw.Update(inserted[i], fresh[1 - round % 2][i]); });

@@ -1,7 +1,6 @@
 // The object store against raw SQLite, side by side in one run: processor time per operation,
 // medians of interleaved rounds. --full adds 1,000,000 records.
 #include <sys/stat.h>
-#include <ctime>
 
 #include <algorithm>
 #include <cstdio>
@@ -11,23 +10,13 @@
 #include <memory>
 #include <random>
 
+#include "bench/Report.h"
 #include "bench/StoreBenchSides.h"
 #include "bench/SyncCounts.h"
 
 namespace {
 
 using namespace wkt::bench;
-
-double Microseconds() {
-  timespec now{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) * 1e6 + static_cast<double>(now.tv_nsec) / 1e3;
-}
-
-double Median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
-}
 
 struct Medians {
   double ours;
@@ -41,9 +30,9 @@ Medians Compare(int rounds, size_t operations, const std::function<void()>& ours
   std::vector<double> rawTimes;
   for (int round = 0; round <= rounds; ++round) {
     for (const bool isOurs : {round % 2 == 0, round % 2 != 0}) {
-      const double start = Microseconds();
+      const double start = ProcessorMicroseconds();
       (isOurs ? ours : raw)();
-      const double each = (Microseconds() - start) / static_cast<double>(operations);
+      const double each = (ProcessorMicroseconds() - start) / static_cast<double>(operations);
       if (round > 0)
         (isOurs ? oursTimes : rawTimes).push_back(each);
     }
