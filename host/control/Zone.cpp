@@ -114,8 +114,8 @@ SYSTEMTIME RuleOf(const icu::BasicTimeZone& zone, int year, const Change& change
 
 void CopyName(const icu::TimeZone& zone, bool daylight, WCHAR (&name)[32]) {
   icu::UnicodeString text;
-  zone.getDisplayName(UBool{daylight}, icu::TimeZone::LONG, icu::Locale::getEnglish(),
-                      text);
+  zone.getDisplayName(static_cast<UBool>(daylight ? 1 : 0), icu::TimeZone::LONG,
+                      icu::Locale::getEnglish(), text);
   const int32_t count = std::min<int32_t>(text.length(), 31);
   for (int32_t i = 0; i < count; ++i)
     name[i] = text.charAt(i);
