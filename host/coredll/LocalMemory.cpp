@@ -19,14 +19,15 @@ constexpr bool kKeepsBlocks = true;
 constexpr size_t kSmallBytes = 1032;
 constexpr size_t kStepBytes = 128;
 constexpr size_t kStepCount = 24;
-// Blocks of one step that are kept; of all steps it is a megabyte at most, usually a tenth of it.
-constexpr unsigned char kMaxKept = 20;
+// Blocks of one step that are kept; of all steps it is two megabytes at most, usually a tenth.
+constexpr unsigned char kMaxKept = 32;
 
 struct Kept {
   void* first[kStepCount];  // each begins with the next one's address
   unsigned char count[kStepCount];
 };
-thread_local Kept kept;
+// At a fixed distance from the thread's block, where a look at it is no call.
+[[gnu::tls_model("initial-exec")]] thread_local Kept kept;
 
 // What the thread kept goes with it.
 struct KeptOwner {
@@ -69,7 +70,8 @@ void ReturnLocalMemory(void* block) {
     free(block);
     return;
   }
-  OwnKept();
+  if (kept.count[step] == 0)
+    OwnKept();
   std::memcpy(block, &kept.first[step], sizeof block);
   kept.first[step] = block;
   ++kept.count[step];

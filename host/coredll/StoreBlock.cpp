@@ -1,6 +1,5 @@
 #include "host/coredll/StoreBlock.h"
 
-#include <bit>
 #include <cstring>
 
 #include "host/coredll/LocalMemory.h"
@@ -39,6 +38,29 @@ void PutBlob(BYTE* place, CEPROPID property, BYTE* own) {
   PutWords(place, property, pointer | count, bytes);
 }
 
+// A value of eight bytes or a blob, of which `left` bytes are there.
+bool PutOther(BYTE* place, CEPROPID property, BYTE* own, uint32_t left) {
+  const ImageKind kind = KindOfProperty(property);
+  if (kind == ImageKind::Eight && left >= sizeof(uint64_t)) {
+    PutWords(place, property, WordAt<uint64_t>(own), nullptr);
+    return true;
+  }
+  if (kind != ImageKind::Blob || left < sizeof(uint32_t) ||
+      WordAt<uint32_t>(own) > left - sizeof(uint32_t))
+    return false;
+  PutBlob(place, property, own);
+  return true;
+}
+
+// A bit for each type whose values are the entry's word.
+constexpr uint64_t kShortTypes = [] {
+  uint64_t types = 0;
+  for (WORD type = 0; type < 64; ++type)
+    types |= IsShortType(type) ? uint64_t{1} << type : 0;
+  return types;
+}();
+static_assert(!IsShortType(64) && !IsShortType(65));
+
 }  // namespace
 
 void PutValue(const RecordImage::Entry& entry, BYTE* data, uint32_t start, BYTE* place) {
@@ -56,72 +78,109 @@ void PutValue(const RecordImage::Entry& entry, BYTE* data, uint32_t start, BYTE*
   }
 }
 
-size_t BlockBytes(std::string_view image) {
-  if (image.size() < RecordImage::kHeadBytes ||
-      WordAt<uint32_t>(image.data()) != RecordImage::kVersion)
+size_t BlockBytes(std::string_view head, size_t imageBytes, uint32_t& count) {
+  if (head.size() < RecordImage::kHeadBytes ||
+      WordAt<uint32_t>(head.data()) != RecordImage::kVersion)
     return 0;
-  const uint64_t count = WordAt<uint32_t>(image.data() + sizeof(uint32_t));
-  const uint64_t start = RecordImage::kHeadBytes + count * sizeof(RecordImage::Entry);
-  return start > image.size() ? 0
-                              : count * sizeof(CEPROPVAL) + (image.size() - start) + kGuardBytes;
+  count = WordAt<uint32_t>(head.data() + sizeof(uint32_t));
+  const uint64_t start = RecordImage::kHeadBytes + uint64_t{count} * sizeof(RecordImage::Entry);
+  return start > imageBytes ? 0 : count * sizeof(CEPROPVAL) + (imageBytes - start) + kGuardBytes;
 }
 
-bool FillBlock(std::string_view image, BYTE* block) {
-  const auto count = WordAt<uint32_t>(image.data() + sizeof(uint32_t));
+bool FillArray(const void* entries, uint32_t count, size_t dataBytes, BYTE* block) {
   const auto start =
       static_cast<uint32_t>(RecordImage::kHeadBytes + count * sizeof(RecordImage::Entry));
-  const auto size = static_cast<uint32_t>(image.size() - start);
-  BYTE* data = block + count * sizeof(CEPROPVAL);
-  std::memcpy(data, image.data() + start, size);
+  const auto size = static_cast<uint32_t>(dataBytes);
+  BYTE* const data = block + count * sizeof(CEPROPVAL);
   std::memset(data + size, 0, kGuardBytes);
-  const char* from = image.data() + RecordImage::kHeadBytes;
+  const auto* from = static_cast<const BYTE*>(entries);
   for (BYTE* place = block; place != data;
        from += sizeof(RecordImage::Entry), place += sizeof(CEPROPVAL)) {
     // Property and word in one load; the two are the low and the high half.
     const auto entry = WordAt<uint64_t>(from);
     const auto property = static_cast<CEPROPID>(entry);
     const auto word = static_cast<uint32_t>(entry >> 32);
-    const ImageKind kind = KindOfProperty(property);
-    if (kind == ImageKind::Value) {
-      PutWords(place, property, word, nullptr);
-      continue;
-    }
-    // Turned by two bits, an offset that is no multiple of four is beyond any size.
+    const WORD type = TypeOfProperty(property);
     const uint32_t offset = word - start;
-    if (std::rotr(offset, 2) > size / 4)
-      return false;
-    BYTE* own = data + offset;
-    const uint32_t left = size - offset;
-    if (kind == ImageKind::Text) {
+    BYTE* const own = data + offset;
+    // The usual ones first. An offset that is none is below the start or beyond the end.
+    if (type == CEVT_LPWSTR) {
+      if (offset > size || offset % 4 != 0)
+        return false;
       PutWords(place, property, reinterpret_cast<uintptr_t>(own), nullptr);
-    } else if (kind == ImageKind::Eight && left >= sizeof(uint64_t)) {
-      PutWords(place, property, WordAt<uint64_t>(own), nullptr);
-    } else if (kind != ImageKind::Blob || left < sizeof(uint32_t) ||
-               WordAt<uint32_t>(own) > left - sizeof(uint32_t)) {
+    } else if (type < 64 && (kShortTypes >> type & 1) != 0) {
+      PutWords(place, property, word, nullptr);
+    } else if (offset > size || offset % 4 != 0 || !PutOther(place, property, own, size - offset)) {
       return false;
-    } else {
-      PutBlob(place, property, own);
     }
   }
   return true;
 }
 
+bool FillBlock(std::string_view image, uint32_t count, BYTE* block) {
+  const char* const entries = image.data() + RecordImage::kHeadBytes;
+  const size_t start = RecordImage::kHeadBytes + count * sizeof(RecordImage::Entry);
+  std::memcpy(block + count * sizeof(CEPROPVAL), image.data() + start, image.size() - start);
+  return FillArray(entries, count, image.size() - start, block);
+}
+
 RecordBlock MakeBlock(std::string_view image) {
   RecordBlock block;
-  const size_t byteCount = BlockBytes(image);
+  uint32_t count = 0;
+  const size_t byteCount = BlockBytes(image, image.size(), count);
   if (byteCount == 0)
     return block;
   block.bytes = static_cast<BYTE*>(TakeLocalMemory(byteCount));
   if (block.bytes == nullptr)
     return block;
-  if (!FillBlock(image, block.bytes)) {
+  if (!FillBlock(image, count, block.bytes)) {
     ReturnLocalMemory(block.bytes);
     block.bytes = nullptr;
     return block;
   }
   block.byteCount = static_cast<DWORD>(byteCount);
-  block.propertyCount = static_cast<WORD>(WordAt<uint32_t>(image.data() + sizeof(uint32_t)));
+  block.propertyCount = static_cast<WORD>(count);
   return block;
+}
+
+namespace {
+
+// With `count` properties; nothing inside when the image has another number of them.
+int ReadBlockOf(const StoreImages& images, uint32_t count, RecordBlock& block) {
+  const size_t imageBytes = images.ByteCount();
+  const size_t start = RecordImage::kHeadBytes + count * sizeof(RecordImage::Entry);
+  if (count == 0 || start > imageBytes)
+    return SQLITE_OK;
+  // The data comes to lie where it belongs, and before it the entries, each behind the element of
+  // the array that is made of it.
+  const size_t place = count * sizeof(CEPROPVAL) - start;
+  const size_t byteCount = place + imageBytes + kGuardBytes;
+  auto* const bytes = static_cast<BYTE*>(TakeLocalMemory(byteCount));
+  if (bytes == nullptr)
+    return SQLITE_OK;
+  const int code = images.Read(bytes + place, imageBytes, 0);
+  const BYTE* const head = bytes + place;
+  if (code == SQLITE_OK && WordAt<uint32_t>(head) == RecordImage::kVersion &&
+      WordAt<uint32_t>(head + sizeof(uint32_t)) == count &&
+      FillArray(head + RecordImage::kHeadBytes, count, imageBytes - start, bytes))
+    block = {bytes, static_cast<DWORD>(byteCount), static_cast<WORD>(count)};
+  else
+    ReturnLocalMemory(bytes);
+  return code;
+}
+
+}  // namespace
+
+int ReadBlock(const StoreImages& images, uint32_t& count, RecordBlock& block) {
+  const int code = ReadBlockOf(images, count, block);
+  uint32_t head[2] = {};
+  static_assert(sizeof head == RecordImage::kHeadBytes);
+  if (code != SQLITE_OK || block.bytes != nullptr || images.ByteCount() < sizeof head)
+    return code;
+  if (const int again = images.Read(head, sizeof head, 0); again != SQLITE_OK || head[1] == count)
+    return again;
+  count = head[1];
+  return ReadBlockOf(images, count, block);
 }
 
 }  // namespace wkt::host

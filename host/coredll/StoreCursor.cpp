@@ -25,9 +25,6 @@ struct LastUsed {
 };
 LastUsed lastUsed{};
 
-// Records between two wanted ones are stepped over rather than left out by another statement.
-constexpr CEOID kMaxOidGap = 8;
-
 }  // namespace
 
 StoreCursor::StoreCursor(std::shared_ptr<StoreVolume> volume,
@@ -105,7 +102,13 @@ DWORD StoreCursor::ReadOne(CEOID oid) {
     if (const DWORD problem = MakeSortKey(database_->Orders()[order_], *image, key_, isComplete);
         problem != ERROR_SUCCESS)
       return problem;
-    TakeImage(bytes, entry);
+    if (makesBlocks_)
+      entry.block = MakeBlock(bytes);
+    if (entry.block.bytes == nullptr) {
+      entry.imageStart = static_cast<uint32_t>(bytes_.size());
+      entry.imageLength = static_cast<uint32_t>(bytes.size());
+      bytes_.append(bytes);
+    }
     return DWORD{ERROR_SUCCESS};
   });
   if (error != ERROR_SUCCESS)
@@ -122,15 +125,17 @@ DWORD StoreCursor::ReadOne(CEOID oid) {
   return ERROR_SUCCESS;
 }
 
-// As the block that is asked for next, or as it is.
-void StoreCursor::TakeImage(std::string_view image, Entry& entry) {
-  if (makesBlocks_)
-    entry.block = MakeBlock(image);
-  if (entry.block.bytes != nullptr)
-    return;
+// As the block that is asked for next, or as it is. SQLite's code.
+int StoreCursor::TakeImage(const StoreImages& images, Entry& entry) {
+  if (makesBlocks_) {
+    const int code = ReadBlock(images, propertyCount_, entry.block);
+    if (code != SQLITE_OK || entry.block.bytes != nullptr)
+      return code;
+  }
   entry.imageStart = static_cast<uint32_t>(bytes_.size());
-  entry.imageLength = static_cast<uint32_t>(image.size());
-  bytes_.append(image);
+  entry.imageLength = static_cast<uint32_t>(images.ByteCount());
+  bytes_.resize(bytes_.size() + entry.imageLength);
+  return images.Read(bytes_.data() + entry.imageStart, entry.imageLength, 0);
 }
 
 // Records of the usual size that fit a run.
@@ -149,51 +154,48 @@ DWORD StoreCursor::ReadRun(std::string_view above) {
   if (const DWORD error = database_->Ranks(order_).KeysAbove(above, wanted, runKeys_, runEnds_);
       error != ERROR_SUCCESS)
     return error;
-  byOid_.clear();
   entries_.clear();
   for (uint32_t slot = 0, start = 0; slot < runEnds_.size(); start = runEnds_[slot++]) {
     const uint32_t length = runEnds_[slot] - start;
-    const CEOID oid = OidOfKey({runKeys_.data() + start, length});
-    byOid_.push_back({oid, slot});
-    entries_.push_back({oid, start, length, 0, 0, {}});
+    entries_.push_back({OidOfKey({runKeys_.data() + start, length}), start, length, 0, 0, {}});
   }
   bytes_.swap(runKeys_);
   return ReadImages();
 }
 
-// The images of all entries. Records that were made one after the other lie side by side and come
-// by one statement, whatever their place in the order.
+// `kept` becomes the slot when there is no such record.
+int StoreCursor::ReadImage(StoreImages& images, size_t slot, size_t& kept) {
+  const int code = images.MoveTo(entries_[slot].oid);
+  if (code == SQLITE_OK) [[likely]]
+    return TakeImage(images, entries_[slot]);
+  if (code != SQLITE_ERROR)
+    return code;
+  kept = std::min(kept, slot);
+  return images.GiveUp();
+}
+
+// The images of all entries, up to the first that has none. Records that were made one after the
+// other lie side by side, and are found from their neighbour: those that would lead back come last.
 DWORD StoreCursor::ReadImages() {
-  const auto isBefore = [](const Wanted& left, const Wanted& right) {
-    return left.oid < right.oid;
-  };
-  if (!std::is_sorted(byOid_.begin(), byOid_.end(), isBefore))
-    std::sort(byOid_.begin(), byOid_.end(), isBefore);
-  StoreStatement& statement = database_->Statement(StoreQuery::ReadRange);
-  if (!statement.IsPrepared())
-    return volume_->LastFailure();
-  const StoreVolume::Reading reading(*volume_);
+  StoreImages images(volume_->Connection(), database_->RecordTable());
   size_t kept = entries_.size();
-  for (size_t first = 0; first < byOid_.size();) {
-    size_t next = first + 1;
-    while (next < byOid_.size() && byOid_[next].oid - byOid_[next - 1].oid <= kMaxOidGap)
-      ++next;
-    StoreRun run(statement);
-    run.Number(byOid_[first].oid).Number(byOid_[next - 1].oid);
-    int code = SQLITE_ROW;
-    while (first < next && (code = run.Step()) == SQLITE_ROW) {
-      const auto oid = static_cast<CEOID>(run.NumberAt(0));
-      while (first < next && byOid_[first].oid < oid)
-        kept = std::min<size_t>(kept, byOid_[first++].slot);
-      if (first == next || byOid_[first].oid != oid)
-        continue;
-      TakeImage(run.BytesAt(1), entries_[byOid_[first++].slot]);
+  int code = SQLITE_OK;
+  CEOID last = 0;
+  later_.clear();
+  for (size_t slot = 0; slot < kept && code == SQLITE_OK; ++slot) {
+    if (entries_[slot].oid < last) {
+      later_.push_back(slot);
+      continue;
     }
-    if (code != SQLITE_ROW && code != SQLITE_DONE)
-      return volume_->LastFailure();
-    for (; first < next; ++first)
-      kept = std::min<size_t>(kept, byOid_[first].slot);
+    last = entries_[slot].oid;
+    code = ReadImage(images, slot, kept);
   }
+  for (size_t index = 0; index < later_.size() && code == SQLITE_OK; ++index) {
+    if (later_[index] < kept)
+      code = ReadImage(images, later_[index], kept);
+  }
+  if (code != SQLITE_OK)
+    return volume_->LastFailure();
   // A record without image was deleted between the statements: ReadWhole sees that and comes again.
   if (kept == 0 && !entries_.empty())
     return ERROR_READ_FAULT;
@@ -256,14 +258,17 @@ bool StoreCursor::TakeBlock(CEOID& oid, RecordBlock& block) {
   if (Settle() != ERROR_SUCCESS)
     return false;
   // Given away already: the record is read once more.
-  if (entries_[slot_].block.bytes == nullptr && entries_[slot_].imageLength == 0)
+  if (entries_[slot_].block.bytes == nullptr && entries_[slot_].imageLength == 0) [[unlikely]] {
     ClearRun();
-  if (!hasSlot_ && volume_->ReadWhole([this] { return Resolve(); }) != ERROR_SUCCESS)
-    return false;
-  if (entries_[slot_].block.bytes == nullptr)
+    if (volume_->ReadWhole([this] { return Resolve(); }) != ERROR_SUCCESS)
+      return false;
+  }
+  RecordBlock& ready = entries_[slot_].block;
+  if (ready.bytes == nullptr)
     return false;
   oid = oid_;
-  block = std::exchange(entries_[slot_].block, {});
+  block = ready;
+  ready.bytes = nullptr;
   return true;
 }
 

@@ -87,10 +87,6 @@ class StoreCursor : public HandleObject {
   [[nodiscard]] std::string_view ImageOf(const Entry& entry) const {
     return std::string_view(bytes_).substr(entry.imageStart, entry.imageLength);
   }
-  struct Wanted {
-    CEOID oid;
-    uint32_t slot;
-  };
 
   // Of oid_, while it is in use.
   [[nodiscard]] std::string_view Key() const {
@@ -101,9 +97,10 @@ class StoreCursor : public HandleObject {
   DWORD Resolve();
   DWORD ResolveRecord();
   DWORD ReadOne(CEOID oid);
-  void TakeImage(std::string_view image, Entry& entry);
+  int TakeImage(const StoreImages& images, Entry& entry);
   DWORD ReadRun(std::string_view above);
   DWORD ReadImages();
+  int ReadImage(StoreImages& images, size_t slot, size_t& kept);
   [[nodiscard]] uint32_t LongestRun() const;
   void Enter(size_t slot);
   void ClearRun();
@@ -126,10 +123,11 @@ class StoreCursor : public HandleObject {
   uint32_t generation_ = 0;
   std::string bytes_;
   std::vector<Entry> entries_;
-  std::vector<Wanted> byOid_;  // work space, as are the next two
-  std::string runKeys_;
+  std::string runKeys_;  // work space, as are the next two
   std::vector<uint32_t> runEnds_;
+  std::vector<size_t> later_;
   bool makesBlocks_ = false;
+  uint32_t propertyCount_ = 0;  // of the last block
   size_t slot_ = 0;
   bool hasSlot_ = false;
   uint32_t nextRunLength_;

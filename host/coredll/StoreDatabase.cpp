@@ -13,7 +13,6 @@ namespace {
 // In the order of StoreQuery; %u is the database.
 constexpr const char* kQueries[] = {
     "SELECT img FROM record_%u WHERE oid = ?1",
-    "SELECT oid, img FROM record_%u WHERE oid BETWEEN ?1 AND ?2",
     "SELECT key FROM sort_%u WHERE ord = ?1 AND key >= ?2 ORDER BY key LIMIT ?3",
     "SELECT key FROM sort_%u WHERE ord = ?1 AND key > ?2 ORDER BY key LIMIT 1",
     "SELECT key FROM sort_%u WHERE ord = ?1 AND key < ?2 ORDER BY key DESC LIMIT 1",
@@ -59,7 +58,8 @@ bool RaiseLastByte(std::string& key) {
 
 }  // namespace
 
-StoreDatabase::StoreDatabase(StoreVolume& volume, CEOID oid) : volume_(volume), oid_(oid) {}
+StoreDatabase::StoreDatabase(StoreVolume& volume, CEOID oid)
+    : volume_(volume), oid_(oid), recordTable_(WithOid("record_%u", oid)) {}
 
 StoreDatabase::~StoreDatabase() = default;
 

@@ -34,7 +34,6 @@ struct CatalogueRow {
 // Statements on a database's own tables.
 enum class StoreQuery : uint8_t {
   ReadImage,
-  ReadRange,
   ReadKeys,
   NextKey,
   PriorKey,
@@ -75,6 +74,8 @@ class StoreDatabase {
   // Prepared, unless that failed.
   StoreStatement& Statement(StoreQuery query);
 
+  // The name of the table with the images.
+  [[nodiscard]] const char* RecordTable() const { return recordTable_.c_str(); }
   // ERROR_FILE_NOT_FOUND when there is no such record.
   DWORD ReadImage(CEOID oid, std::string& bytes);
   // The same, shown to `use` where SQLite keeps it; its error is the result.
@@ -136,6 +137,7 @@ class StoreDatabase {
 
   StoreVolume& volume_;
   CEOID oid_;
+  std::string recordTable_;
   CatalogueRow row_;
   std::u16string name_;
   bool isDeleted_ = false;

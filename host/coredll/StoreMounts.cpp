@@ -66,7 +66,9 @@ DWORD DeleteAllDatabases(StoreVolume& volume) {
 
 }  // namespace
 
-pthread_mutex_t StoreLock::mutex_ = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
+pthread_mutex_t StoreLock::mutex_ = PTHREAD_MUTEX_INITIALIZER;
+std::atomic<pthread_t> StoreLock::owner_{0};
+unsigned StoreLock::depth_ = 0;
 
 StoreMounts& StoreMounts::Get() {
   // Never destroyed: libraries may still call while the process ends.

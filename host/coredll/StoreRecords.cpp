@@ -95,15 +95,14 @@ DWORD MakeRoom(const ReadBuffer& buffer, size_t needed) {
 }
 
 DWORD CopyAll(std::string_view image, const ReadBuffer& buffer, WORD& propertyCount) {
-  const size_t byteCount = BlockBytes(image);
+  uint32_t count = 0;
+  const size_t byteCount = BlockBytes(image, image.size(), count);
   if (byteCount == 0)
     return ERROR_READ_FAULT;
   if (const DWORD error = MakeRoom(buffer, byteCount); error != ERROR_SUCCESS)
     return error;
-  if (!FillBlock(image, *buffer.block))
+  if (!FillBlock(image, count, *buffer.block))
     return ERROR_READ_FAULT;
-  uint32_t count = 0;
-  std::memcpy(&count, image.data() + sizeof count, sizeof count);
   propertyCount = static_cast<WORD>(count);
   return ERROR_SUCCESS;
 }

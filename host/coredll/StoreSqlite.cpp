@@ -50,4 +50,10 @@ DWORD StoreRun::Finish() {
                        sqlite3_extended_errcode(sqlite3_db_handle(statement_)));
 }
 
+int StoreImages::MoveTo(CEOID record) {
+  return image_ != nullptr
+             ? sqlite3_blob_reopen(image_, record)
+             : sqlite3_blob_open(connection_, "main", table_, "img", record, 0, &image_);
+}
+
 }  // namespace wkt::host

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/Types.h"
+#include "platform/Database.h"
 
 namespace wkt::host {
 
@@ -72,6 +72,33 @@ class StoreRun {
  private:
   sqlite3_stmt* statement_;
   int bound_ = 0;
+};
+
+// Images of a database's records, copied from where SQLite keeps them: no statement is run for
+// each, and neighbours are found without a search. Holds a read transaction from the first one on.
+class StoreImages {
+ public:
+  // `table` must outlive it.
+  StoreImages(sqlite3* connection, const char* table) : connection_(connection), table_(table) {}
+  ~StoreImages() { sqlite3_blob_close(image_); }
+  StoreImages(const StoreImages&) = delete;
+  StoreImages& operator=(const StoreImages&) = delete;
+
+  // SQLite's codes; SQLITE_ERROR when there is no such record: it is then to be given up.
+  int MoveTo(CEOID record);
+  int GiveUp() {
+    sqlite3_blob_close(std::exchange(image_, nullptr));
+    return SQLITE_OK;
+  }
+  int Read(void* bytes, size_t byteCount, size_t offset) const {
+    return sqlite3_blob_read(image_, bytes, static_cast<int>(byteCount), static_cast<int>(offset));
+  }
+  [[nodiscard]] size_t ByteCount() const { return static_cast<size_t>(sqlite3_blob_bytes(image_)); }
+
+ private:
+  sqlite3* connection_;
+  const char* table_;
+  sqlite3_blob* image_ = nullptr;
 };
 
 }  // namespace wkt::host

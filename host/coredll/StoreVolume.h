@@ -93,24 +93,6 @@ class StoreVolume {
     return again;
   }
 
-  // Several statements as one: within a transaction, one's own if there is none yet.
-  class Reading {
-   public:
-    explicit Reading(StoreVolume& volume)
-        : volume_(volume),
-          isOwn_(!volume.writing_ && !volume.reading_ && volume.BeginReading() == ERROR_SUCCESS) {}
-    ~Reading() {
-      if (isOwn_)
-        volume_.EndReading();
-    }
-    Reading(const Reading&) = delete;
-    Reading& operator=(const Reading&) = delete;
-
-   private:
-    StoreVolume& volume_;
-    bool isOwn_;
-  };
-
   // One write transaction: Begin, changes, then Commit, or Rollback when a change failed. Commit
   // answers ERROR_SUCCESS when everything is kept as the durability asks, else nothing is changed.
   DWORD Begin();

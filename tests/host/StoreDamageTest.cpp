@@ -135,6 +135,41 @@ TEST_F(StoreFile, ADamagedRecordFailsItsReadAndNoOther) {
   sqlite3_close(connection);
 }
 
+TEST_F(StoreFile, AKeyWithoutItsRecordEndsTheReadingThere) {
+  const SORTORDERSPECEX order = SortOrder({{PropertyId(1, CEVT_I4), 0}});
+  const CEOID oid = CreateDatabase(u"Sorted", 1, {order});
+  HANDLE handle = OpenDatabase(oid, CEDB_AUTOINCREMENT, &order);
+  // Against the order of their identifiers, and of different numbers of properties.
+  std::vector<CEOID> records;
+  for (LONG number = 5; number >= 1; --number) {
+    std::vector<CEPROPVAL> values = {LongValue(1, number), TextValue(2, u"text")};
+    values.resize(number % 2 == 0 ? 1 : 2);
+    records.insert(records.begin(), Write(handle, 0, values));
+  }
+  const auto readAll = [&] {
+    std::string all;
+    while (const auto read = ReadNext(handle))
+      all += read->record + " / ";
+    return all + std::to_string(GetLastError());
+  };
+  EXPECT_EQ(readAll(),
+            "0001:I4 1; 0002:LPWSTR text / 0001:I4 2 / 0001:I4 3; 0002:LPWSTR text / 0001:I4 4 / "
+            "0001:I4 5; 0002:LPWSTR text / 259");
+  wkt::control::LeaveDevice();
+  sqlite3* connection = nullptr;
+  ASSERT_EQ(sqlite3_open(File().c_str(), &connection), SQLITE_OK);
+  const std::string damage =
+      "DELETE FROM record_" + std::to_string(oid) + " WHERE oid = " + std::to_string(records[2]);
+  ASSERT_EQ(sqlite3_exec(connection, damage.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+  sqlite3_close(connection);
+  device.Reopen();
+  handle = OpenDatabase(oid, CEDB_AUTOINCREMENT, &order);
+  EXPECT_EQ(readAll(),
+            "0001:I4 1; 0002:LPWSTR text / 0001:I4 2 / " + std::to_string(DWORD{ERROR_READ_FAULT}));
+  EXPECT_EQ(CeSeekDatabase(handle, CEDB_SEEK_CEOID, records[3], nullptr), records[3]);
+  EXPECT_EQ(readAll(), "0001:I4 4 / 0001:I4 5; 0002:LPWSTR text / 259");
+}
+
 TEST_F(StoreFile, AKeyOutOfItsPlaceFailsItsWriteAndNoOther) {
   const SORTORDERSPECEX order = SortOrder({{PropertyId(1, CEVT_I4), 0}});
   const CEOID oid = CreateDatabase(u"Sorted", 1, {order});
