@@ -309,6 +309,9 @@ DWORD StoreCursor::HoldPosition(bool isDeleting) {
     Enter(slot_ + 1);
     return ERROR_SUCCESS;
   }
+  // What comes first behind a key is the same without this record, or comes then instead of it.
+  if (at_ == At::After && isDeleting)
+    return ERROR_SUCCESS;
   std::string next;
   const DWORD error =
       database_->NextKey(order_, at_ == At::After ? Key() : std::string_view(), next);
@@ -318,6 +321,12 @@ DWORD StoreCursor::HoldPosition(bool isDeleting) {
     GoToEnd();
   }
   return error == ERROR_NO_MORE_ITEMS ? DWORD{ERROR_SUCCESS} : error;
+}
+
+std::string_view StoreCursor::KnownImage(CEOID oid) const {
+  const bool isHere = hasSlot_ && entries_[slot_].oid == oid;
+  return isHere && generation_ == volume_->Generation() ? ImageOf(entries_[slot_])
+                                                        : std::string_view();
 }
 
 void StoreCursor::RecordMoved(CEOID oid, std::string_view key) {
@@ -352,7 +361,13 @@ void StoreCursor::RecordDeleted(CEOID oid) {
                                   [oid](const Entry& entry) { return entry.oid == oid; });
   if (found == entries_.end())
     return;
-  if (hasSlot_ && static_cast<size_t>(found - entries_.begin()) < slot_)
+  const auto slot = static_cast<size_t>(found - entries_.begin());
+  if (hasSlot_ && slot == slot_) {
+    // Behind it: its key stays.
+    ClearRun();
+    return;
+  }
+  if (hasSlot_ && slot < slot_)
     --slot_;
   ReturnLocalMemory(found->block.bytes);
   entries_.erase(found);

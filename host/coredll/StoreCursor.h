@@ -54,6 +54,10 @@ class StoreCursor : public HandleObject {
   DWORD SeekValue(DWORD seekType, std::span<const CEPROPVAL> values, CEOID& found, uint32_t* place);
   void MoveTo(CEOID oid, std::string_view key);
 
+  // The image of the record that was read last, if it is this one and nobody committed since; else
+  // nothing.
+  [[nodiscard]] std::string_view KnownImage(CEOID oid) const;
+
   // From the database's writes: before the order changes (within the transaction), and after the
   // commit.
   DWORD HoldPosition(bool isDeleting);

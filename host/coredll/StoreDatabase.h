@@ -120,6 +120,7 @@ class StoreDatabase {
   };
   DWORD WriteInTransaction(CEOID& oid, std::span<const CEPROPVAL> values, bool& changed);
   DWORD DeleteInTransaction(CEOID oid);
+  DWORD ReadOldImage(CEOID oid);
   DWORD TakeOid(CatalogueRow& row, CEOID& oid);
   DWORD MakeKeys(const RecordImage& image, CEOID oid, std::string KeyChange::*which);
   DWORD CheckUnique(size_t order, const std::string& key, CEOID oid);

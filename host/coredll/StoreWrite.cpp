@@ -58,7 +58,7 @@ DWORD StoreDatabase::WriteInTransaction(CEOID& oid, std::span<const CEPROPVAL> v
   const bool isNew = oid == 0;
   std::optional<RecordImage> old;
   if (!isNew) {
-    if (const DWORD error = ReadImage(oid, oldImage_); error != ERROR_SUCCESS)
+    if (const DWORD error = ReadOldImage(oid); error != ERROR_SUCCESS)
       return error == ERROR_FILE_NOT_FOUND ? DWORD{ERROR_INVALID_PARAMETER} : error;
     old = RecordImage::Parse(oldImage_);
     if (!old)
@@ -99,6 +99,18 @@ DWORD StoreDatabase::WriteInTransaction(CEOID& oid, std::span<const CEPROPVAL> v
   return error;
 }
 
+// Most records that are written were just read: they are as the reader had them.
+DWORD StoreDatabase::ReadOldImage(CEOID oid) {
+  for (const StoreCursor* cursor : cursors_) {
+    const std::string_view known = cursor->KnownImage(oid);
+    if (known.empty())
+      continue;
+    oldImage_.assign(known);
+    return ERROR_SUCCESS;
+  }
+  return ReadImage(oid, oldImage_);
+}
+
 DWORD StoreDatabase::Delete(CEOID oid) {
   DWORD error = volume_.Begin();
   if (error != ERROR_SUCCESS)
@@ -121,7 +133,7 @@ DWORD StoreDatabase::DeleteInTransaction(CEOID oid) {
     return error;
   if (isDeleted_)
     return ERROR_KEY_DELETED;
-  if (const DWORD error = ReadImage(oid, oldImage_); error != ERROR_SUCCESS)
+  if (const DWORD error = ReadOldImage(oid); error != ERROR_SUCCESS)
     return error == ERROR_FILE_NOT_FOUND ? DWORD{ERROR_INVALID_PARAMETER} : error;
   keys_.assign(orders_.size(), {});
   const auto old = RecordImage::Parse(oldImage_);
