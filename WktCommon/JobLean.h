@@ -45,7 +45,8 @@ class CJobLean {
     return jobId;
   }
   void SetJobId(const WCHAR* text) {
-    static_cast<void>(DropDefault(kIdentifier));
+    if (DropDefault(kIdentifier))
+      Stamp();  // no text is the identifier that would have been drawn
     ChangeText(jobId, text);
   }
   [[nodiscard]] int GetVersionNumber() const { return versionNumber; }

@@ -40,7 +40,8 @@ class CWktTypeLean {
     return id;
   }
   void SetId(const WCHAR* text) {
-    static_cast<void>(DropDefault(kIdentifier));
+    if (DropDefault(kIdentifier))
+      Stamp();  // no text is the identifier that would have been drawn
     ChangeText(id, text);
   }
   [[nodiscard]] int GetTypeOfType() const { return typeOfType; }

@@ -10,6 +10,7 @@
 #include "host/control/Calls.h"
 #include "tests/support/DeskDevice.h"
 #include "tests/support/GoldenPacket.h"
+#include "tests/support/RecordPeek.h"
 #include "tests/support/Samples.h"
 #include "tests/support/Text.h"
 
@@ -98,6 +99,24 @@ TEST_F(CreationMoment, AFilledRecordKeepsWhatTheFillLeftOut) {
   EXPECT_EQ(Ticks(job.GetModificationTime()), 9u);
   EXPECT_EQ(Ticks(job.GetEndTime()), kLateTicks);
   EXPECT_EQ(Narrow(job.GetJobId().c_str()).substr(0, 20), "CE-1dcaa9c-85e88320-");
+}
+
+// A drawn identifier differs from any text, the empty one included.
+TEST_F(CreationMoment, AFillThatEmptiesADrawnIdentifierIsAChange) {
+  CJobLean job(TRUE);
+  CWktTypeLean type(TRUE);
+  {
+    const FillScope<CJobLean> filling(job);
+    job.SetJobId(u"");
+  }
+  {
+    const FillScope<CWktTypeLean> filling(type);
+    type.SetId(u"");
+  }
+  EXPECT_EQ(Narrow(job.GetJobId().c_str()), "");
+  EXPECT_TRUE(RecordPeek::IsModified(job));
+  EXPECT_EQ(Narrow(type.GetId().c_str()), "");
+  EXPECT_TRUE(type.IsChanged());
 }
 
 TEST_F(CreationMoment, ATimeThatCannotBeMadeIsZero) {
