@@ -182,6 +182,9 @@ TEST_F(JobLean, EmptyFlagTextSwitchesNoFlagOn) {
 
 TEST_F(JobLean, Unused3IsSplitAtItsFirstBlank) {
   CJobLean job(FALSE);
+  job.SetUnused3(u"xyz");
+  EXPECT_EQ(RecordPeek::Unused3Head(job), u"");
+  EXPECT_EQ(RecordPeek::Unused3Tail(job), u"");
   job.SetUnused3(u"ab cd ef");
   EXPECT_EQ(RecordPeek::Unused3Head(job), u"ab");
   EXPECT_EQ(RecordPeek::Unused3Tail(job), u"cd ef");
@@ -242,6 +245,21 @@ TEST_F(JobLean, LocalDayIsStoredAsItCame) {
   job.SetLocalDayAsFileTime(TicksToTime(0x0123456789ABCDEF));
   EXPECT_EQ(Ticks(job.GetLocalDayAsFileTime()), 0x0123456789ABCDEFu);
   EXPECT_TRUE(RecordPeek::IsModified(job));
+}
+
+TEST_F(JobLean, ComparesBothHalvesOfTimes) {
+  constexpr uint64_t kTime = 0x01DCAA9C'85E88320;
+  void (CJobLean::*const setters[])(FILETIME) = {&CJobLean::SetStartTime, &CJobLean::SetEndTime,
+                                                 &CJobLean::SetLocalDayAsFileTime};
+  for (const auto set : setters) {
+    for (const uint64_t other : {kTime + 1, kTime + (uint64_t{1} << 32)}) {
+      CJobLean job(FALSE);
+      (job.*set)(TicksToTime(kTime));
+      job.SetModified(FALSE);
+      (job.*set)(TicksToTime(other));
+      EXPECT_TRUE(RecordPeek::IsModified(job)) << other;
+    }
+  }
 }
 
 TEST_F(JobLean, KeepsTextsOfAnyLength) {

@@ -164,6 +164,12 @@ TEST_F(JobPacket, TextMaySetItself) {
   EXPECT_EQ(Narrow(packet.GetTitle()), "bc");
 }
 
+TEST_F(JobPacket, CountOfTheBytesIsNotLookedAt) {
+  const std::vector<uint8_t> bytes = Encode(CJobPacket(1));
+  for (const DWORD byteCount : {0u, 27u, 685u, 0xFFFFFFFFu})
+    EXPECT_TRUE(CJobPacket(bytes.data(), byteCount).IsValid()) << byteCount;
+}
+
 TEST_F(JobPacket, IdentifierWidthBeyondTheFieldIsLimitedToIt) {
   std::vector<uint8_t> bytes = Encode(CJobPacket(1));
   CJobPacket packet(1);

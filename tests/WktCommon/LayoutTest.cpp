@@ -4,9 +4,12 @@
 #include <cstddef>
 #include <cstring>
 #include <functional>
+#include <type_traits>
 
+#include "WktCommon/JobPacketLayout.h"
 #include "WktCommon/Log.h"
 #include "WktCommon/RegistryKey.h"
+#include "WktCommon/TypePacketLayout.h"
 #include "WktCommon/WktTypeKinds.h"
 #include "tests/support/DeskDevice.h"
 #include "tests/support/Layout.h"
@@ -113,6 +116,45 @@ TEST_F(Layout, OfAType) {
   static_assert(sizeof(CWktTypeKind4) == sizeof(CWktTypeLean));
   static_assert(sizeof(CWktTypeKind5) == sizeof(CWktTypeLean) + sizeof(void*));
   static_assert(sizeof(CWktTypeItem) == sizeof(CWktTypeLean) + sizeof(void*));
+}
+
+// Members as the tables of the fields place them; a time is two rows.
+TEST_F(Layout, OfAJobPacket) {
+  using wkt::JobPacketLayout;
+  const CJobPacket packet(2);
+  EXPECT_EQ(At<int32_t>(&packet, 0), 2) << "activity type";
+  EXPECT_EQ(At<uint8_t>(&packet, 4), 1) << "valid";
+  EXPECT_EQ(JobPacketLayout::kFields[0].place, 6u) << "magic";
+  // As they travel, but for the modification time, which stands with the other times.
+  constexpr size_t kRows[] = {0,  1,  2,  3,  6,  7,  8,  9,  10, 4, 5,
+                              11, 12, 13, 14, 15, 16, 17, 18, 19, 20};
+  static_assert(std::size(kRows) == std::size(JobPacketLayout::kFields));
+  for (size_t i = 1; i < std::size(kRows); ++i) {
+    EXPECT_LT(JobPacketLayout::kFields[kRows[i - 1]].place,
+              JobPacketLayout::kFields[kRows[i]].place)
+        << kRows[i];
+  }
+}
+
+TEST_F(Layout, OfATypePacket) {
+  using wkt::TypePacketLayout;
+  const CWktTypePacket packet;
+  EXPECT_EQ(At<uint8_t>(&packet, 0), 1) << "valid";
+  EXPECT_EQ(TypePacketLayout::kFields[0].place, 2u) << "magic";
+  for (size_t row = 1; row < std::size(TypePacketLayout::kFields); ++row) {
+    EXPECT_LT(TypePacketLayout::kFields[row - 1].place, TypePacketLayout::kFields[row].place)
+        << row;
+  }
+}
+
+// What of records is virtual, and that they cannot be copied as a whole.
+static_assert(std::has_virtual_destructor_v<CJobLean>);
+static_assert(!std::has_virtual_destructor_v<CWktTypeLean>);
+static_assert(!std::is_copy_constructible_v<CJobLean> && !std::is_copy_assignable_v<CJobLean>);
+
+TEST_F(Layout, OfTheVirtualTablesOfObservers) {
+  EXPECT_EQ(SlotOf(&wkt::JobObserver::OnJobChanged), 0u);
+  EXPECT_EQ(SlotOf(&wkt::TypeObserver::OnTypeChanged), 0u);
 }
 
 TEST_F(Layout, OfTheVirtualTableOfTypes) {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <vector>
 
 #include "WktCommon/Log.h"
 #include "tests/support/AllocationCounter.h"
@@ -77,6 +78,20 @@ TEST_F(RecordLog, NewTypeOfAnyKind) {
   }
 }
 
+TEST_F(RecordLog, CopyOfAnyKindDrawsNoIdentifier) {
+  std::vector<TypePtr> types;
+  types.emplace_back(new CWktTypeLean(TRUE));
+  for (int kind = 1; kind <= 5; ++kind)
+    types.emplace_back(MakeType(kind, TRUE));
+  types.emplace_back(new CWktTypeItem);
+  for (const TypePtr& type : types) {
+    capture->Take();
+    const TypePtr copy(type->Clone());
+    Expect({">CWktTypeLean::CWktTypeLean", "4 Make new = 0", "256 this = A1",
+            "<CWktTypeLean::CWktTypeLean"});
+  }
+}
+
 TEST_F(RecordLog, JobPacketWithDefaults) {
   { const CJobPacket packet(2); }
   Expect({">CJobPacket::CJobPacket", "4 Activity Type = 2", "512 Instance = 1",
@@ -102,7 +117,8 @@ TEST_F(RecordLog, InstanceCountersReturnToTheirFormerValue) {
   }
 }
 
-// Times in UTC: modified 2026-03-01T09:00:00.5, begun 08:15, ended 10:45; the day is local.
+// Times in UTC: modified 2026-03-01T09:00:00.5, begun 08:15, ended 23:30, which is the next day in
+// Vienna. The day is local.
 std::unique_ptr<CJobPacket> MakeTimedPacket() {
   auto packet = std::make_unique<CJobPacket>(1);
   FillFromJob(*packet, *MakeSampleJob());
@@ -110,8 +126,8 @@ std::unique_ptr<CJobPacket> MakeTimedPacket() {
   constexpr uint64_t kMinute = 600'000'000;
   packet->SetModificationTime(TicksToTime(kDay + 9 * 60 * kMinute + 5'000'000));
   packet->SetStartTime(TicksToTime(kDay + (8 * 60 + 15) * kMinute));
-  packet->SetEndTime(TicksToTime(kDay + (10 * 60 + 45) * kMinute));
-  packet->SetLocalDayAsFileTime(TicksToTime(kDay));
+  packet->SetEndTime(TicksToTime(kDay + (23 * 60 + 30) * kMinute));
+  packet->SetLocalDayAsFileTime(TicksToTime(kDay + (23 * 60 + 30) * kMinute));
   return packet;
 }
 
@@ -123,9 +139,9 @@ TEST_F(RecordLog, JobPacketToBytesAndBack) {
           "512 Version number = 23", "512 Modification time = 3/1/26 10:00:00",
           "512 Title = 'Quarterly report 1'", "512 Comment = 'First draft\nSecond line 1'",
           "512 Work Type ID = CE-1-1-1-1; Project ID = CE-2-2-2-1; Teamwork ID = CE-3-3-3-1",
-          "512 Start time = 3/1/26 09:15", "512 End time = 3/1/26 11:45",
+          "512 Start time = 3/1/26 09:15", "512 End time = 3/2/26 00:30",
           "512 Person Ids = CE-4-4-4-4; CE-5-5-5-1", "512 Flags = '1000110110011110111'",
-          "512 Unused2 = -1001", "512 Unused3 = 'head tail 1'", "512 Local day = 3/1/26 00:00",
+          "512 Unused2 = -1001", "512 Unused3 = 'head tail 1'", "512 Local day = 3/1/26 23:30",
           "8 Byte Count = 884; Bytes = A1", "<CJobPacket::ToBytes"});
   const CJobPacket read(bytes.data(), static_cast<DWORD>(bytes.size()));
   Expect({">CJobPacket::CJobPacket",
@@ -140,14 +156,41 @@ TEST_F(RecordLog, JobPacketToBytesAndBack) {
           "512 Comment = 'First draft\nSecond line 1'",
           "512 Work Type ID = CE-1-1-1-1; Project ID = CE-2-2-2-1; Teamwork ID = CE-3-3-3-1",
           "512 Start time = 3/1/26 09:15",
-          "512 End time = 3/1/26 11:45",
+          "512 End time = 3/2/26 00:30",
           "512 Person ids = CE-4-4-4-4; CE-5-5-5-1",
           "512 Flags = '1000110110011110111'",
           "512 Unused2 = -1001",
           "512 Unused3 = 'head tail 1'",
-          "512 Local day = 3/1/26 00:00",
+          "512 Local day = 3/1/26 23:30",
           "<CJobPacket::Init",
           "<CJobPacket::CJobPacket"});
+}
+
+// Instants of another half of the year are told by the clock of their own date, days as they are.
+TEST_F(RecordLog, DatesInSummerAreToldInSummerTime) {
+  constexpr uint64_t kSummerDay = 134'285'472'000'000'000;  // 2026-07-15
+  constexpr uint64_t kHour = 36'000'000'000;
+  CJobLean job(FALSE);
+  CJobPacket packet(1);
+  capture->Take();
+  job.SetLocalDayAsFileTime(TicksToTime(kSummerDay));
+  job.SetLocalDayAsFileTime(TicksToTime(kSummerDay + 23 * kHour));
+  Expect({"256 Local day = 7/15/26 00:00", "256 Local day = 7/15/26 23:00"});
+  packet.SetLocalDayAsFileTime(TicksToTime(kSummerDay + 23 * kHour));
+  packet.SetLocalDayAsFileTime(TicksToTime(kSummerDay));
+  packet.SetLocalDayAsFileTime(TicksToTime(kSummerDay));
+  Expect({"512 Local day = 7/15/26 23:00", "512 Local day = 7/15/26 00:00",
+          "512 Local day = 7/15/26 00:00"});
+  packet.SetModificationTime(TicksToTime(kSummerDay + 7 * kHour));
+  packet.SetStartTime(TicksToTime(kSummerDay + 8 * kHour));
+  packet.SetEndTime(TicksToTime(kSummerDay + 9 * kHour));
+  (void)Encode(packet);
+  Expect({">CJobPacket::ToBytes", "512 Job id = ''", "512 Version number = 22 ",
+          "512 Modification time = 7/15/26 09:00:00", "512 Title = ''", "512 Comment = ''",
+          "512 Work Type ID = ; Project ID = ; Teamwork ID = ", "512 Start time = 7/15/26 10:00",
+          "512 End time = 7/15/26 11:00", "512 Person Ids = ", "512 Flags = '0000000000000000000'",
+          "512 Unused2 = -1", "512 Unused3 = ''", "512 Local day = 7/15/26 00:00",
+          "8 Byte Count = 686; Bytes = A1", "<CJobPacket::ToBytes"});
 }
 
 TEST_F(RecordLog, JobPacketWithAForeignHeader) {

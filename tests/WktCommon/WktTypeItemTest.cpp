@@ -51,6 +51,13 @@ TEST_F(WktTypeItem, FreshItemWritesItsBlock) {
             "\n\n\n\n");
 }
 
+TEST_F(WktTypeItem, CommentIsWrittenWhole) {
+  CWktTypeItem item;
+  const std::u16string comment(300, u'x');
+  item.SetComment(comment.c_str());
+  EXPECT_EQ(Lines(item.ToItemBlock().c_str()).At(2).c_str(), comment);
+}
+
 TEST_F(WktTypeItem, FractionIsWrittenInHundredths) {
   struct Case {
     const char16_t* name;
@@ -105,6 +112,7 @@ TEST_F(WktTypeItem, BlockOfEmptyLinesReadsAsZeros) {
   EXPECT_FALSE(item.IsFlagSet(8));
   EXPECT_TRUE(item.IsFlagSet(4)) << "0 means: the first of the pair is on";
   EXPECT_FALSE(item.IsFlagSet(5));
+  EXPECT_TRUE(item.IsChanged()) << "its values were set like any others";
 }
 
 TEST_F(WktTypeItem, FlagPairsAreWrittenAndReadAsOneNumber) {
@@ -144,10 +152,15 @@ TEST_F(WktTypeItem, ValuesAreFourNumbersHighHalvesFirst) {
   EXPECT_EQ(Narrow(item.GetUnused2().c_str()), "1\n2\n0\n0");
   item.SetValueB(0x80000000, 0xFFFFFFFF);
   EXPECT_EQ(Narrow(item.GetUnused2().c_str()), "1\n2\n-1\n-2147483648");
+  item.SetChanged(FALSE);
+  item.SetValueA(2, 1);
+  item.SetValueB(0x80000000, 0xFFFFFFFF);
+  EXPECT_FALSE(item.IsChanged()) << "the same numbers";
   EXPECT_EQ(item.GetValueA(), 0x0000000100000002u);
   EXPECT_EQ(item.GetValueB(), 0xFFFFFFFF80000000u);
   item.SetValueA(4, 3);
   EXPECT_EQ(Narrow(item.GetUnused2().c_str()), "3\n4\n-1\n-2147483648");
+  EXPECT_TRUE(item.IsChanged());
 }
 
 TEST_F(WktTypeItem, TextThatIsNotFourNumbersReadsAsZero) {
@@ -221,6 +234,7 @@ TEST_F(Kind5Record, ListIsReadFromWholeBlocks) {
   record.SetItemList(&items);
   const std::u16string two = Block(u"one") + Block(u"two");
   record.SetUnused1((two + u"402\ntrailing\n").c_str());
+  EXPECT_TRUE(record.IsChanged());
   ASSERT_EQ(items.size(), 2u);
   EXPECT_EQ(Narrow(items[0]->GetId().c_str()), "one");
   EXPECT_EQ(Narrow(items[1]->GetId().c_str()), "two");

@@ -81,6 +81,32 @@ TEST_F(WktTypeLean, EachFlagIsItsOwnPosition) {
   }
 }
 
+TEST_F(WktTypeLean, AnyCharacterButZeroIsOn) {
+  CWktTypeLean type(FALSE);
+  type.SetFlags(u"x 20000000000000000");
+  EXPECT_TRUE(type.IsFlag01Set(0));
+  EXPECT_TRUE(type.IsFlag01Set(1));
+  EXPECT_TRUE(type.IsFlag2Set());
+  EXPECT_FALSE(type.IsFlagSet(3));
+  type.SetChanged(FALSE);
+  type.SetFlag01(0, TRUE);
+  EXPECT_FALSE(type.IsChanged()) << "on already";
+  EXPECT_EQ(Narrow(type.GetFlags()), "x 20000000000000000");
+}
+
+TEST_F(WktTypeLean, ComparesBothHalvesOfTimes) {
+  constexpr uint64_t kTime = 0x01DCAA9C'85E88320;
+  for (const auto set : {&CWktTypeLean::SetCreationTime, &CWktTypeLean::SetUnused5}) {
+    for (const uint64_t other : {kTime + 1, kTime + (uint64_t{1} << 32)}) {
+      CWktTypeLean type(FALSE);
+      (type.*set)(TicksToTime(kTime));
+      type.SetChanged(FALSE);
+      (type.*set)(TicksToTime(other));
+      EXPECT_TRUE(type.IsChanged()) << other;
+    }
+  }
+}
+
 TEST_F(WktTypeLean, Flag2OpensOnlyAgainstItsGate) {
   CWktTypeLean type(FALSE);
   type.SetFlag2(TRUE);
@@ -173,11 +199,13 @@ class Assignment : public WktTypeLean {
 TEST_F(Assignment, CopiesEveryField) {
   const TypePtr from = MakeSampleType(4, 1);
   RecordPeek::SetMark(*from, true);
+  from->SetComment((u"first\n" + std::u16string(300, u'x')).c_str());
   CWktTypeLean to(FALSE);
   to.Assign(*from);
   to.SetModificationTime(from->GetModificationTime(), FALSE);
   ExpectEqualTypes(to, *from);
   EXPECT_TRUE(RecordPeek::GetMark(to));
+  EXPECT_EQ(Ticks(RecordPeek::SavedTime(to)), 0u) << "kept while it runs only";
 }
 
 TEST_F(Assignment, OfAnEqualRecordKeepsItsTimeAndLeavesItUnchanged) {

@@ -89,6 +89,17 @@ TEST_F(WktTypePacket, AnyOtherHeaderIsRefusedAndNothingIsRead) {
   }
 }
 
+TEST_F(WktTypePacket, CountOfTheBytesAndWidthAreNotLookedAt) {
+  CWktTypePacket from;
+  FillFromType(from, *MakeSampleType(2));
+  const std::vector<uint8_t> bytes = Encode(from);
+  for (const DWORD byteCount : {0u, 20u, 0xFFFFFFFFu})
+    EXPECT_TRUE(CWktTypePacket(bytes.data(), byteCount).IsValid()) << byteCount;
+  CWktTypePacket read;
+  EXPECT_TRUE(read.Init(bytes.data() + 20, 4000));
+  EXPECT_EQ(Encode(read), bytes);
+}
+
 TEST_F(WktTypePacket, TextsThatDoNotFitAreCutAndTouchNothingElse) {
   CWktTypePacket packet;
   packet.SetFlags(std::u16string(500, u'1').c_str());

@@ -15,6 +15,7 @@ struct RecordPeek {
   static std::u16string Unused3Tail(const CJobLean& job) { return job.Unused3Tail().c_str(); }
   static int PersonCount(const CJobLean& job) { return job.PersonList().GetCount(); }
   static bool GetMark(const CWktTypeLean& type) { return type.mark; }
+  static FILETIME SavedTime(const CWktTypeLean& type) { return type.savedModificationTime; }
   static void SetMark(CWktTypeLean& type, bool on) { type.mark = on; }
 
   // Where the fields lie, in the order in which they have to.
