@@ -120,6 +120,11 @@ TEST_F(RegistryKeyTest, NumbersOfAnotherTypeReadAsTheDefault) {
   const CRegistryKey key(HKEY_LOCAL_MACHINE, kKey, FALSE, TRUE);
   EXPECT_EQ(key.ReadDword(u"DatabaseVersion", 5), 5);
   EXPECT_EQ(key.ReadDword(u"Missing", -1), -1);
+  // Those that fit into four bytes, too.
+  device.SetText(kKey, u"DatabaseVersion", u"7");
+  EXPECT_EQ(key.ReadDword(u"DatabaseVersion", 5), 5);
+  SetBytes(u"Bytes", REG_BINARY, "\x07\0\0", 4);
+  EXPECT_EQ(key.ReadDword(u"Bytes", 5), 5);
   device.SetNumber(kKey, u"DatabaseVersion", 0xFFFFFFFF);
   EXPECT_EQ(key.ReadDword(u"DatabaseVersion", 5), -1);
   const BYTE eight[8] = {1, 2, 3, 4, 5, 6, 7, 8};

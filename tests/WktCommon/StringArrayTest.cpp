@@ -77,6 +77,9 @@ TEST(StringArray, AnyIndexOutsideReadsAsTheSharedEmptyString) {
   EXPECT_EQ(Narrow(array.At(2).c_str()), "");
   EXPECT_EQ(&array.At(-1), &array.At(2));
   EXPECT_EQ(&array.At(2147483647), &StringArray().At(0));
+  StringArray spare(5);
+  spare.Add(u"a");
+  EXPECT_EQ(&spare.At(1), &array.At(-1)) << "not the string of its spare slot";
 }
 
 TEST(StringArray, CapacityDoublesWhenItIsFull) {

@@ -192,6 +192,13 @@ TEST_F(TimesTest, ATimeOnTodaysUtcDateIsNeverAdjusted) {
   time = {2026, 3, 0, 28, 1, 30, 0, 0};
   AdjustLocalTimeForDaylight(time, TRUE);
   EXPECT_EQ(time.wHour, 0);
+  // So are the same day of another month and of another year.
+  time = {2026, 1, 0, 29, 12, 0, 0, 0};
+  AdjustLocalTimeForDaylight(time, TRUE);
+  EXPECT_EQ(time.wHour, 11);
+  time = {2024, 3, 0, 29, 12, 0, 0, 0};
+  AdjustLocalTimeForDaylight(time, TRUE);
+  EXPECT_EQ(time.wHour, 11);
 }
 
 TEST_F(TimesTest, ACorrectionThatWouldLeaveTheDayIsDropped) {
@@ -225,6 +232,10 @@ TEST_F(TimesTest, AHalfHourBiasMovesMinutesAndNothingIsCarried) {
   AdjustLocalTimeForDaylight(time, TRUE);
   EXPECT_EQ(time.wHour, 12);
   EXPECT_EQ(time.wMinute, 20);
+  time = {2026, 7, 0, 15, 12, 40, 0, 0};
+  AdjustLocalTimeForDaylight(time, FALSE);
+  EXPECT_EQ(time.wHour, 12);
+  EXPECT_EQ(time.wMinute, 40);
 }
 
 TEST_F(TimesTest, AnImpossibleCalendarTimeStaysAsItIs) {

@@ -255,21 +255,28 @@ TEST_F(JobDatabase, LogsAModification) {
   EXPECT_EQ(Stored(oid).Text(0x4003001F), u"Other");
 }
 
-// The clock stands in winter: an instant in summer is shown by the bias of its date, a local day as
-// it stands.
+// The clock stands in winter: an instant in summer is shown where the user is and by the bias of
+// its date, a local day as it stands.
 TEST_F(JobDatabase, LogsTimesOfTheOtherHalfOfTheYear) {
   const uint64_t midnight = 155423ull * 24 * 3600 * 10'000'000;  // 15 July 2026
-  const uint64_t noon = midnight + 12ull * 3600 * 10'000'000;
-  const CEOID oid = RawDatabase(u"WktDevJobs").Add(RawJob(u"J1").Set(0x40120040, midnight));
-  const std::unique_ptr<CJobLean> job = Find(oid);
-  job->SetModificationTime(Time(noon), FALSE);
-  log.Take();
-  EXPECT_EQ(database.ModifyJob(oid, job.get(), TRUE), TRUE);
-  const std::unique_ptr<CJobLean> again = Find(oid);
-  const Lines lines = log.Take();
-  EXPECT_EQ(LinesWith(lines, "Modification time = "),
-            Lines{"512 Modification time = 7/15/26 14:00:00"});
-  EXPECT_EQ(LinesWith(lines, "Local day = "), Lines(3, "256 Local day = 7/15/26 00:00"));
+  const uint64_t night = midnight + (23 * 60 + 30) * 60ull * 10'000'000;
+  struct Case {
+    const char* zone;
+    const char* modified;  // 15 July 2026 23:30 in UTC
+  };
+  for (const Case& c : {Case{"Europe/Vienna", "512 Modification time = 7/16/26 01:30:00"},
+                        Case{"America/New_York", "512 Modification time = 7/15/26 19:30:00"}}) {
+    device.SetZone(c.zone, 2026);
+    const CEOID oid = RawDatabase(u"WktDevJobs").Add(RawJob(u"J1").Set(0x40120040, midnight));
+    const std::unique_ptr<CJobLean> job = Find(oid);
+    job->SetModificationTime(Time(night), FALSE);
+    log.Take();
+    EXPECT_EQ(database.ModifyJob(oid, job.get(), TRUE), TRUE);
+    const std::unique_ptr<CJobLean> again = Find(oid);
+    const Lines lines = log.Take();
+    EXPECT_EQ(LinesWith(lines, "Modification time = "), Lines{c.modified});
+    EXPECT_EQ(LinesWith(lines, "Local day = "), Lines(3, "256 Local day = 7/15/26 00:00"));
+  }
 }
 
 TEST_F(JobDatabase, RefusesToModifyNothing) {

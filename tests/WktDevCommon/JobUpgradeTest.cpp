@@ -40,6 +40,14 @@ TEST_F(JobUpgrade, TakesAVersionStoredAsTextForZero) {
   ExpectUpgraded();
 }
 
+// As many bytes as a number has.
+TEST_F(JobUpgrade, TakesAVersionStoredAsOneLetterForZero) {
+  MakeOldDatabases();
+  device.SetText(kProgramKey, u"DatabaseVersion", u"7");
+  CJobDatabase::UpgradeJobDatabases();
+  ExpectUpgraded();
+}
+
 TEST_F(JobUpgrade, ConvertsAtAStoredVersionOfZero) {
   MakeOldDatabases();
   device.SetNumber(kProgramKey, u"DatabaseVersion", 0);
