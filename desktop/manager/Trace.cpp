@@ -42,6 +42,25 @@ std::string ToHex(std::span<const uint8_t> bytes) {
   return text;
 }
 
+std::optional<std::vector<uint8_t>> FromHex(std::string_view text) {
+  if (text.size() % 2 != 0) {
+    return std::nullopt;
+  }
+  std::vector<uint8_t> bytes(text.size() / 2);
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char digit = text[i];
+    const char first = digit >= '0' && digit <= '9'   ? '0'
+                       : digit >= 'a' && digit <= 'f' ? 'a' - 10
+                       : digit >= 'A' && digit <= 'F' ? 'A' - 10
+                                                      : '\0';
+    if (first == '\0') {
+      return std::nullopt;
+    }
+    bytes[i / 2] = static_cast<uint8_t>(bytes[i / 2] << 4 | (digit - first));
+  }
+  return bytes;
+}
+
 Trace::~Trace() {
   if (file_) {
     std::fclose(file_);

@@ -5,9 +5,11 @@
 
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/Types.h"
 
@@ -16,6 +18,8 @@ namespace wkt {
 // Wide text as UTF-8; a half surrogate pair becomes U+FFFD.
 std::string ToUtf8(std::u16string_view text);
 std::string ToHex(std::span<const uint8_t> bytes);
+// Nothing for what is not pairs of hexadecimal digits, of either case.
+std::optional<std::vector<uint8_t>> FromHex(std::string_view text);
 
 class Trace {
  public:

@@ -239,14 +239,11 @@ class Viewer {
 }
 
 Bytes ReadHex(const std::string& hex) {
-  if (hex.size() % 2 != 0 || hex.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
+  std::optional<Bytes> bytes = FromHex(hex);
+  if (!bytes) {
     WrongShape("'raw' is no hexadecimal text");
   }
-  Bytes bytes;
-  for (size_t i = 0; i < hex.size(); i += 2) {
-    bytes.push_back(static_cast<uint8_t>(std::stoul(hex.substr(i, 2), nullptr, 16)));
-  }
-  return bytes;
+  return std::move(*bytes);
 }
 
 }  // namespace

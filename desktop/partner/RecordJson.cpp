@@ -43,16 +43,13 @@ std::u16string HexText(const FieldDescription& field, const Json& value) {
   if (value.size() != 1 || hex == value.end() || !hex->is_string()) {
     Wrong(field, value, "a text");
   }
-  const std::string& digits = hex->get_ref<const std::string&>();
-  if (digits.size() % 4 != 0 ||
-      digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
+  const std::optional<Bytes> bytes = FromHex(hex->get_ref<const std::string&>());
+  if (!bytes || bytes->size() % 2 != 0) {
     Wrong(field, value, "four hexadecimal digits a character");
   }
   std::u16string text;
-  for (size_t i = 0; i < digits.size(); i += 4) {
-    const auto low = std::stoul(digits.substr(i, 2), nullptr, 16);
-    const auto high = std::stoul(digits.substr(i + 2, 2), nullptr, 16);
-    text += static_cast<char16_t>(low | high << 8);
+  for (size_t i = 0; i < bytes->size(); i += 2) {
+    text += static_cast<char16_t>((*bytes)[i] | (*bytes)[i + 1] << 8);
   }
   return text;
 }

@@ -79,18 +79,10 @@ void ShowTrace(Shell& shell, const std::string& file) {
   });
 }
 
-Bytes FromHex(const std::string& hex) {
-  Bytes bytes;
-  for (size_t i = 0; i + 1 < hex.size(); i += 2) {
-    bytes.push_back(static_cast<uint8_t>(std::strtoul(hex.substr(i, 2).c_str(), nullptr, 16)));
-  }
-  return bytes;
-}
-
 // The first field in which two packets differ.
 Json PacketDifference(const std::string& a, const std::string& b) {
-  const PacketView first = ViewPacket(FromHex(a));
-  const PacketView second = ViewPacket(FromHex(b));
+  const PacketView first = ViewPacket(FromHex(a).value_or(Bytes()));
+  const PacketView second = ViewPacket(FromHex(b).value_or(Bytes()));
   size_t at = 0;
   while (at < first.parts.size() && at < second.parts.size() &&
          first.parts[at].bytes == second.parts[at].bytes) {
