@@ -171,9 +171,37 @@ class Reader {
     const std::u16string project =
         types_.ProjectPath(Text(event.component, ICAL_CATEGORIES_PROPERTY));
     const std::u16string persons = Persons(event.component);
-    for (const auto& [start, end] : slots) {
-      AddJob(event, replaced.value_or(start), start, end, project, persons);
+    if (slots.empty()) {
+      return;
     }
+    Series series = ReadSeries(event, uid);
+    series.job.SetText(Field::Project, project);
+    series.job.SetText(Field::Persons, persons);
+    for (const auto& [start, end] : slots) {
+      AddJob(series, replaced.value_or(start), start, end);
+    }
+  }
+
+  // What the occurrences of one event have in common.
+  struct Series {
+    Record job;
+    std::string key;
+    int line;
+  };
+
+  Series ReadSeries(const Event& event, const std::string& uid) const {
+    Series series{NewImportedJob(options_), uid, text_.EventLine(event.number)};
+    const std::string title = Text(event.component, ICAL_SUMMARY_PROPERTY);
+    if (uid.empty()) {
+      series.key = title;
+    }
+    series.job.SetText(Field::Title, FromUtf8(title));
+    std::string comment = Text(event.component, ICAL_DESCRIPTION_PROPERTY);
+    if (const std::string place = Text(event.component, ICAL_LOCATION_PROPERTY); !place.empty()) {
+      comment = place + (comment.empty() ? "" : "\n" + comment);
+    }
+    series.job.SetText(Field::Comment, FromUtf8(comment));
+    return series;
   }
 
   std::u16string Persons(icalcomponent* event) {
@@ -186,25 +214,14 @@ class Reader {
   }
 
   // An occurrence keeps its identifier when it is moved: its slot in the series makes it.
-  void AddJob(const Event& event, uint64_t slot, uint64_t start, uint64_t end,
-              const std::u16string& project, const std::u16string& persons) {
-    Record job = NewImportedJob(options_);
+  void AddJob(const Series& series, uint64_t slot, uint64_t start, uint64_t end) {
+    Record job = series.job;
     job.SetTicks(Field::Start, start);
     job.SetTicks(Field::End, end);
-    const std::string title = Text(event.component, ICAL_SUMMARY_PROPERTY);
-    const std::string uid = Text(event.component, ICAL_UID_PROPERTY);
-    const std::string key = (uid.empty() ? title : uid) + "\n" + std::to_string(slot);
+    const std::string key = series.key + "\n" + std::to_string(slot);
     job.SetText(Field::Id, DerivedIdentifier("calendar", key, ++seen_[key]));
-    job.SetText(Field::Title, FromUtf8(title));
-    std::string comment = Text(event.component, ICAL_DESCRIPTION_PROPERTY);
-    if (const std::string place = Text(event.component, ICAL_LOCATION_PROPERTY); !place.empty()) {
-      comment = place + (comment.empty() ? "" : "\n" + comment);
-    }
-    job.SetText(Field::Comment, FromUtf8(comment));
-    job.SetText(Field::Project, project);
-    job.SetText(Field::Persons, persons);
     SetDayAndStamp(options_, &job);
-    jobs_.push_back({std::move(job), text_.EventLine(event.number)});
+    jobs_.push_back({std::move(job), series.line});
   }
 
   const ImportOptions& options_;
