@@ -11,11 +11,12 @@
 namespace wkt {
 
 // Whether a record can be listed by its flag text alone: without listeners nobody reads the other
-// fields, and building them is most of the work. Not when the record is to be written back.
+// fields, and building them is most of the work. Not when the record is to be written back, nor
+// where the building shows in what is entered and left.
 template <class Kind>
 bool ListUnread(CEOID oid, const PropertyValues& values, DWORD partner, ObjectList& list,
                 bool& isRoom) {
-  if (IsLogging())
+  if (IsHeard())
     return false;
   FlagText flags = {u"0000000000000000000"};
   const CEPROPVAL* const stored = values.Find(Kind::kFlagsId, Kind::kFlagsAt);

@@ -11,6 +11,7 @@ class DatabaseTest : public wkt::test::DeskDeviceTest {
     device.MakeInstallation();
     StartLogging(u"test", u"\\log.txt");
   }
+  ~DatabaseTest() override { wkt::logState = {}; }
 
   wkt::test::LogCapture log;
 };

@@ -25,7 +25,7 @@ void CEAPI Ignore(DWORD, const WCHAR*, va_list) {}
 class Memory : public wkt::test::DeskDeviceTest {
  protected:
   Memory() : database(u"WktDevJobs") {
-    wkt::logState.write = nullptr;  // texts made for listeners are not counted
+    wkt::logState = {};  // texts made for listeners are not counted
     EXPECT_TRUE(database.Open(TRUE));
   }
   ~Memory() override { wkt::ClearAllocationFailure(); }

@@ -275,10 +275,10 @@ TEST_F(SyncDatabase, ListsTheSameWithoutListeners) {
   for (const bool isTypes : {false, true}) {
     for (const DWORD partner : {0u, 1u, 2u, 0xFFFFFFFFu}) {
       const Oids heard = list(isTypes, partner);
-      const auto listener = wkt::logState.write;
-      wkt::logState.write = nullptr;
+      const wkt::LogState listener = wkt::logState;
+      wkt::logState = {};
       const Oids unheard = list(isTypes, partner);
-      wkt::logState.write = listener;
+      wkt::logState = listener;
       EXPECT_EQ(unheard, heard) << isTypes << " " << partner;
     }
   }
@@ -287,12 +287,12 @@ TEST_F(SyncDatabase, ListsTheSameWithoutListeners) {
 TEST_F(SyncDatabase, ClearsTheMarkWithoutListenersToo) {
   const Oids oids = AddJobs({kEditedWhileSynchronized});
   const CEOID type = AddType(1, u"1011000000000000000");
-  const auto listener = wkt::logState.write;
-  wkt::logState.write = nullptr;
+  const wkt::LogState listener = wkt::logState;
+  wkt::logState = {};
   EXPECT_EQ(FindJobs(), S_OK);
   LocalFree(info.poid);
   EXPECT_EQ(FindTypes(), S_OK);
-  wkt::logState.write = listener;
+  wkt::logState = listener;
   EXPECT_EQ(RawDatabase(u"WktDevJobs").Read(oids[0])->Text(kJobFlags), kSynchronized);
   EXPECT_EQ(RawDatabase(u"WktDevTypes").Read(type)->Text(kTypeFlags), u"1001000000000000000");
 }

@@ -13,6 +13,17 @@ namespace {
 
 constexpr char16_t kLogLibrary[] = u"\\Program Files\\Worktally\\WktDevLog.dll";
 
+const char* FileOf(LogCapture::Exports exports) {
+  switch (exports) {
+    case LogCapture::Exports::WriteOnly:
+      return WKT_CAPTURE_LOG_WRITE_ONLY;
+    case LogCapture::Exports::EnterAndLeaveOnly:
+      return WKT_CAPTURE_LOG_ENTER_LEAVE;
+    default:
+      return WKT_CAPTURE_LOG;
+  }
+}
+
 class Names {
  public:
   std::string Of(char kind, const std::string& word) {
@@ -66,8 +77,7 @@ Function Accessor(const char16_t* name) {
 }  // namespace
 
 LogCapture::LogCapture(DeskDevice& device, Exports exports) {
-  device.CopyFile(exports == Exports::All ? WKT_CAPTURE_LOG : WKT_CAPTURE_LOG_WRITE_ONLY,
-                  kLogLibrary);
+  device.CopyFile(FileOf(exports), kLogLibrary);
 }
 
 LogLines LogCapture::Read(bool initCalls) {

@@ -13,7 +13,7 @@ using LogLines = std::vector<std::string>;
 
 class LogCapture {
  public:
-  enum class Exports { All, WriteOnly };
+  enum class Exports { All, WriteOnly, EnterAndLeaveOnly };
 
   // Puts the library onto the device; who logs loads it from there.
   explicit LogCapture(DeskDevice& device, Exports exports = Exports::All);
@@ -32,8 +32,8 @@ class LogCapture {
 //   "handle = "                                             H1, H2, ... (handles)
 //   "CEOID) = ", "CEOID = ", "ceOid = ", "OID = ", "Got ", "Expected "   O1, O2, ... (objects)
 // and every identifier made on the device, "CE-1-2-3-4" (G1, G2, ...). The same word of one kind
-// keeps its name; 0, -1 and 4294967295 stay, they say that there is nothing. "Got " and "Expected " count only
-// in lines about a wrong database.
+// keeps its name; 0, -1 and 4294967295 stay, they say that there is nothing. "Got " and "Expected "
+// count only in lines about a wrong database.
 LogLines FilterLog(const LogLines& lines);
 
 // Every address as the one word "A": where objects lie and whether one takes another's place is the

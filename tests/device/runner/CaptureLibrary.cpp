@@ -1,6 +1,7 @@
 #include "tests/device/runner/CaptureLibrary.h"
 
 #include <cstring>
+#include <fstream>
 #include <string_view>
 
 #include "host/coredll/ForeignLibrary.h"
@@ -22,8 +23,8 @@ CE_FUNCTIONS_END
 namespace wkt::test {
 namespace {
 
-// What a file says that stands for the library.
-constexpr std::string_view kMark = "wkt capture library";
+// What a file says that stands for the library; the names that it exports come behind, "*" for all.
+constexpr std::string_view kMark = "wkt capture library: ";
 
 template <class Function>
 void* Address(Function* function) {
@@ -32,6 +33,7 @@ void* Address(Function* function) {
 
 class CaptureLibrary final : public host::ForeignLibrary {
  public:
+  explicit CaptureLibrary(const std::string& exported) : names(" " + exported + " ") {}
   DllMainFunction Entry() const override {
     return [](HANDLE, DWORD, LPVOID) -> BOOL { return TRUE; };
   }
@@ -51,10 +53,18 @@ class CaptureLibrary final : public host::ForeignLibrary {
                      {"CaptureClear", Address(CaptureClear)}};
     for (const auto& function : functions) {
       if (std::strcmp(function.name, name) == 0)
-        return function.function;
+        return IsExported(name) ? function.function : nullptr;
     }
     return nullptr;
   }
+
+ private:
+  [[nodiscard]] bool IsExported(const std::string& name) const {
+    return names == " * " || name.starts_with("Capture") ||
+           names.find(" " + name + " ") != std::string::npos;
+  }
+
+  std::string names;
 };
 
 class CaptureLoader final : public host::ForeignLoader {
@@ -62,8 +72,11 @@ class CaptureLoader final : public host::ForeignLoader {
   bool Takes(std::span<const uint8_t> head) const override {
     return head.size() >= kMark.size() && std::memcmp(head.data(), kMark.data(), kMark.size()) == 0;
   }
-  std::unique_ptr<host::ForeignLibrary> Load(const std::string&) const override {
-    return std::make_unique<CaptureLibrary>();
+  std::unique_ptr<host::ForeignLibrary> Load(const std::string& path) const override {
+    std::ifstream file(path);
+    std::string line;
+    std::getline(file.ignore(kMark.size()), line);
+    return std::make_unique<CaptureLibrary>(line);
   }
 };
 
