@@ -1,6 +1,4 @@
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <cstdarg>
@@ -8,57 +6,17 @@
 #include "WktDevCommon/SyncJobDatabase.h"
 #include "WktDevCommon/SyncWktTypeDatabase.h"
 #include "tests/WktDevCommon/DatabaseTest.h"
+#include "tests/WktDevCommon/Meanwhile.h"
 #include "tests/support/RawDatabase.h"
 #include "tests/support/Text.h"
 
 namespace {
 
-using Words = std::vector<std::string>;
-
-// What another program does before a certain read or write.
-std::vector<Words> meanwhile;
-int readsUntilThen = 0;
-int writesUntilThen = 0;
-
-void LetTheNeighbourAct() {
-  for (Words& words : meanwhile) {
-    std::vector<char*> arguments;
-    for (std::string& word : words)
-      arguments.push_back(word.data());
-    arguments.push_back(nullptr);
-    pid_t process = 0;
-    int status = -1;
-    EXPECT_EQ(posix_spawn(&process, words[0].c_str(), nullptr, nullptr, arguments.data(), environ),
-              0);
-    EXPECT_EQ(waitpid(process, &status, 0), process);
-    EXPECT_EQ(status, 0);
-  }
-  meanwhile.clear();
-}
-
-}  // namespace
-
-// Every read and write of the code under test comes through here.
-extern "C" CEOID __real_CeReadRecordPropsEx(HANDLE, DWORD, LPWORD, CEPROPID*, LPBYTE*, LPDWORD,
-                                            HANDLE);
-extern "C" CEOID __wrap_CeReadRecordPropsEx(HANDLE database, DWORD flags, LPWORD count,
-                                            CEPROPID* wanted, LPBYTE* buffer, LPDWORD byteCount,
-                                            HANDLE heap) {
-  if (readsUntilThen > 0 && --readsUntilThen == 0)
-    LetTheNeighbourAct();
-  return __real_CeReadRecordPropsEx(database, flags, count, wanted, buffer, byteCount, heap);
-}
-extern "C" CEOID __real_CeWriteRecordProps(HANDLE, CEOID, WORD, CEPROPVAL*);
-extern "C" CEOID __wrap_CeWriteRecordProps(HANDLE database, CEOID oid, WORD count,
-                                           CEPROPVAL* values) {
-  if (writesUntilThen > 0 && --writesUntilThen == 0)
-    LetTheNeighbourAct();
-  return __real_CeWriteRecordProps(database, oid, count, values);
-}
-
-namespace {
-
 using wkt::control::CursorModel;
+using wkt::test::meanwhile;
+using wkt::test::readsUntilThen;
+using wkt::test::writesUntilThen;
+using Words = wkt::test::NeighbourWords;
 using wkt::test::RawDatabase;
 using wkt::test::RawJob;
 using wkt::test::RawRecord;
@@ -90,6 +48,7 @@ class EnumerationRace : public wkt::test::DeskDeviceTest, public testing::WithPa
   EnumerationRace() {
     inconsistencies.clear();
     device.SetCursorModel(GetParam().cursor);
+    wkt::logState = {};
     wkt::logState.write = GetParam().listeners == Listeners::One ? Listen : nullptr;
   }
   ~EnumerationRace() override {
