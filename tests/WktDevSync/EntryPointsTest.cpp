@@ -7,7 +7,6 @@
 #include "WktCommon/Log.h"
 #include "WktCommon/WktUtilLean.h"
 #include "host/control/Calls.h"
-#include "host/control/DeskWindow.h"
 #include "platform/Database.h"
 #include "platform/Files.h"
 #include "platform/Registry.h"
@@ -21,8 +20,6 @@ namespace {
 
 using wkt::control::CallRecording;
 using wkt::control::DescribeCalls;
-using wkt::control::DeskWindow;
-using wkt::control::FailCall;
 using wkt::test::ExpectLog;
 using wkt::test::LogCapture;
 using wkt::test::LogLines;
@@ -68,7 +65,7 @@ class EntryPointsTest : public wkt::test::DeskDeviceTest {
     }
     return "";
   }
-  // Raises a folder's flag: a valid packet arrives.
+  // A valid packet arrives.
   template <class Packet>
   void Receive(IReplObjHandler* handler, const std::u16string& folder, const Packet& packet) {
     REPLSETUP setup = {};
@@ -79,29 +76,6 @@ class EntryPointsTest : public wkt::test::DeskDeviceTest {
     EXPECT_EQ(handler->Setup(&setup), S_OK);
     EXPECT_EQ(handler->SetPacket(bytes, byteCount), S_OK);
     delete[] bytes;
-  }
-  void RaiseAllFlags() {
-    IReplObjHandler* const handler = provider.Init(u"WktTypes", 1);
-    CJobPacket job(1);
-    wkt::test::FillFromJob(job, *wkt::test::MakeSampleJob());
-    Receive(handler, u"WktActivities", job);
-    CJobPacket favorite(2);
-    wkt::test::FillFromJob(favorite, *wkt::test::MakeSampleJob());
-    Receive(handler, u"WktFavorites", favorite);
-    CWktTypePacket type;
-    wkt::test::FillFromType(type, *wkt::test::MakeSampleType(1));
-    Receive(handler, u"WktTypes", type);
-    handler->Release();
-    capture.Take();
-  }
-  std::vector<UINT> Posted(DeskWindow& window) {
-    std::vector<UINT> messages;
-    for (const wkt::control::Message& message : window.TakeAll()) {
-      EXPECT_EQ(message.wParam, 0u);
-      EXPECT_EQ(message.lParam, 0);
-      messages.push_back(message.message);
-    }
-    return messages;
   }
 
   LogCapture capture;
@@ -154,10 +128,23 @@ TEST_F(EntryPointsTest, TheNamedVolumeIsMountedEachTime) {
   EXPECT_EQ(calls[3], "CeMountDBVol(ptr, \"\\Volume.cdb\", 3) = 1");
   handler->Release();
   EXPECT_EQ(VolumeName(), "\\Volume.cdb");
-  // The name is gone: the object store again.
-  device.DeleteValue(kVolumeKey, u"DBVol");
-  provider.Init(u"WktTypes", 1)->Release();
-  EXPECT_EQ(VolumeName(), "");
+  CallRecording again;
+  provider.Init(u"WktActivities", 1)->Release();
+  EXPECT_EQ(DescribeCalls(again.Take()), calls);
+}
+
+TEST_F(EntryPointsTest, WithoutItsValueOrKeyTheVolumeNameIsGone) {
+  for (const bool withKey : {true, false}) {
+    device.SetText(kVolumeKey, u"DBVol", u"\\Volume.cdb");
+    provider.Init(u"WktTypes", 1)->Release();
+    EXPECT_EQ(VolumeName(), "\\Volume.cdb");
+    if (withKey)
+      device.DeleteValue(kVolumeKey, u"DBVol");
+    else
+      EXPECT_EQ(RegDeleteKeyW(HKEY_LOCAL_MACHINE, kVolumeKey), ERROR_SUCCESS);
+    provider.Init(u"WktTypes", 1)->Release();
+    EXPECT_EQ(VolumeName(), "");
+  }
 }
 
 // Reading the name and mounting leave no trace in the log, whatever comes of it.
@@ -292,6 +279,24 @@ TEST_F(EntryPointsTest, SyncDataAnswersTheVolumeNameOnly) {
   ExpectLog(capture, whole);
 }
 
+// The size that the caller names is an answer only.
+TEST_F(EntryPointsTest, SyncDataWritesTheWholeNameWhateverSizeItIsTold) {
+  device.SetText(kVolumeKey, u"DBVol", u"\\V.cdb");
+  provider.Init(u"WktTypes", 1)->Release();
+  for (const UINT byteCount : {0u, 1u, 13u, 520u}) {
+    std::array<WCHAR, 260> name;
+    name.fill(u'?');
+    SDREQUEST request = {};
+    request.uCode = 1;
+    request.lpbData = reinterpret_cast<BYTE*>(name.data());
+    request.cbData = byteCount;
+    EXPECT_EQ(provider.syncData(&request), 1);
+    EXPECT_EQ(request.cbData, 14u);
+    EXPECT_EQ(Narrow(name.data()), "\\V.cdb");
+    EXPECT_EQ(name[7], u'?');
+  }
+}
+
 TEST_F(EntryPointsTest, SyncDataWithAnEmptyNameWritesOneZero) {
   WCHAR data[2] = {u'?', u'?'};
   SDREQUEST request = {};
@@ -301,63 +306,6 @@ TEST_F(EntryPointsTest, SyncDataWithAnEmptyNameWritesOneZero) {
   EXPECT_EQ(request.cbData, 2u);
   EXPECT_EQ(data[0], 0);
   EXPECT_EQ(data[1], u'?');
-}
-
-TEST_F(EntryPointsTest, ReportStatusLogsBitsNotCodes) {
-  struct Case {
-    UINT code;
-    const char* line;
-  };
-  constexpr Case kCases[] = {{1, "256 Flag = RSC_BEGIN_SYNC"},
-                             {3, "256 Flag = RSC_BEGIN_SYNC"},
-                             {6, "256 Flag = RSC_END_SYNC"},
-                             {10, "256 Flag = RSC_END_SYNC"},
-                             {4, "256 Flag = 4"},
-                             {0, "256 Flag = 0"},
-                             {0x80000000, "256 Flag = -2147483648"}};
-  RaiseAllFlags();
-  DeskWindow window;
-  for (const Case& c : kCases) {
-    EXPECT_TRUE(provider.reportStatus(nullptr, c.code, 0));
-    ExpectLog(capture, {">ReportStatus", c.line, "<ReportStatus"});
-  }
-  EXPECT_EQ(Posted(window), std::vector<UINT>{});
-}
-
-TEST_F(EntryPointsTest, EndOfSynchronisationTellsTheApplicationOnce) {
-  RaiseAllFlags();
-  DeskWindow window;
-  ASSERT_TRUE(window.IsOpen());
-  std::u16string folder = u"WktTypes";
-  EXPECT_TRUE(provider.reportStatus(folder.data(), 2, 5));
-  ExpectLog(capture, {">ReportStatus", "256 Flag = RSC_END_SYNC",
-                      "256 Nofifying application window: Favorite jobs changed",
-                      "256 Nofifying application window: Daily jobs changed",
-                      "256 Nofifying application window: Types changed", "<ReportStatus"});
-  EXPECT_EQ(Posted(window), (std::vector<UINT>{1125, 1126, 1127}));
-  EXPECT_TRUE(provider.reportStatus(nullptr, 2, 0));
-  ExpectLog(capture, {">ReportStatus", "256 Flag = RSC_END_SYNC", "<ReportStatus"});
-  EXPECT_EQ(Posted(window), std::vector<UINT>{});
-}
-
-TEST_F(EntryPointsTest, AMessageThatCannotBePostedClearsItsFlagToo) {
-  RaiseAllFlags();
-  DeskWindow window;
-  FailCall("PostMessageW", 2, ERROR_INVALID_WINDOW_HANDLE);
-  EXPECT_TRUE(provider.reportStatus(nullptr, 2, 0));
-  EXPECT_FALSE(wkt::control::ClearFailures());
-  EXPECT_TRUE(provider.reportStatus(nullptr, 2, 0));
-  EXPECT_EQ(Posted(window), (std::vector<UINT>{1125, 1127}));
-}
-
-TEST_F(EntryPointsTest, WithoutAWindowTheFlagsStayForTheNextTime) {
-  RaiseAllFlags();
-  EXPECT_TRUE(provider.reportStatus(nullptr, 2, 0));
-  ExpectLog(capture, {">ReportStatus", "256 Flag = RSC_END_SYNC",
-                      "256 No application window to notify", "<ReportStatus"});
-  DeskWindow window;
-  EXPECT_TRUE(provider.reportStatus(nullptr, 2, 0));
-  EXPECT_EQ(Posted(window), (std::vector<UINT>{1125, 1126, 1127}));
 }
 
 // This program has the same classes; what it does with them leaves the library alone.
@@ -377,15 +325,6 @@ TEST_F(EntryPointsTest, TheLibrarySharesNoStateWithTheProgram) {
             lines.end());
   EXPECT_TRUE(wkt::AllocationFailed());
   wkt::ClearAllocationFailure();
-}
-
-TEST_F(EntryPointsTest, AttachClearsTheFlags) {
-  RaiseAllFlags();
-  provider.Unload();
-  Provider again(device);
-  DeskWindow window;
-  EXPECT_TRUE(again.reportStatus(nullptr, 2, 0));
-  EXPECT_EQ(Posted(window), std::vector<UINT>{});
 }
 
 }  // namespace
