@@ -50,7 +50,7 @@ runs=20000000
 case $name in
   job_packet | type_packet) length=8192 seeds="fuzz/corpus/$name tests/data/packets" ;;
   # A packet without texts makes a text of 1.7 KB.
-  packet_text) length=4096 seeds="fuzz/corpus/$name tests/data/packets" ;;
+  packet_text) length=2048 seeds="fuzz/corpus/$name tests/data/packets" ;;
   # Texts with structure; the longer, the slower.
   csv_import | calendar_import | json_import) length=2000 seeds=fuzz/corpus/$name options=-dict=fuzz/$name.dict ;;
   # 1024 units: more pieces than the 100 that a list begins with room for.
