@@ -65,7 +65,6 @@ class Output {
 
 // What is left of the arguments, handed on: a va_list itself decays to a pointer on some machines.
 // The analyser cannot follow it through. NOLINTBEGIN(clang-analyzer-valist.Uninitialized)
-// The analyser cannot follow it through. NOLINTBEGIN(clang-analyzer-valist.Uninitialized)
 using Arguments = va_list*;
 
 // Widths and precisions beyond this are cut: nobody prints such fields, and counting stays exact.
@@ -324,8 +323,6 @@ void PutConversion(Output& output, const Conversion& conversion, Arguments argum
       break;
   }
 }
-
-// NOLINTEND(clang-analyzer-valist.Uninitialized)
 
 // NOLINTEND(clang-analyzer-valist.Uninitialized)
 
