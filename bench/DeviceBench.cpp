@@ -4,6 +4,7 @@
 #include <spawn.h>
 #include <sqlite3.h>
 #include <sys/wait.h>
+#include <unistd.h>
 #include <ctime>
 
 #include <algorithm>
@@ -13,8 +14,6 @@
 #include "bench/ProviderSide.h"
 #include "bench/RecordSamples.h"
 #include "bench/Report.h"
-
-extern char** environ;
 
 namespace {
 
@@ -87,7 +86,7 @@ class VolumeFile {
     if (sqlite3_prepare_v2(database_, query, -1, &statement, nullptr) != SQLITE_OK ||
         sqlite3_step(statement) != SQLITE_ROW)
       Fail(sqlite3_errmsg(database_));
-    const std::string text = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
+    std::string text = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
     sqlite3_finalize(statement);
     return text;
   }

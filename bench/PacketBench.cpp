@@ -58,9 +58,9 @@ PlainJob MakePlainJob(int number) {
   job.unused2 = -1;
   job.unused3 = "head tail " + suffix;
   job.localDay = kFirstDay + static_cast<uint64_t>(number) * 86'400 * kTicksPerSecond;
-  job.startTime = job.localDay + 8 * 3600 * kTicksPerSecond;
-  job.endTime = job.localDay + 10 * 3600 * kTicksPerSecond;
-  job.modificationTime = job.localDay + 11 * 3600 * kTicksPerSecond;
+  job.startTime = job.localDay + 8ull * 3600 * kTicksPerSecond;
+  job.endTime = job.localDay + 10ull * 3600 * kTicksPerSecond;
+  job.modificationTime = job.localDay + 11ull * 3600 * kTicksPerSecond;
   return job;
 }
 
