@@ -168,7 +168,7 @@ PlainRecord MakeRecord(uint32_t number, uint32_t edition) {
   record.persons = {Wide("CE-1c0ffee-4-" + n + "-3"), Wide("CE-1c0ffee-5-" + n + "-3")};
   record.flags = u"0010000000000000000";
   record.unused3 = Wide("head tail " + n);
-  record.day = kFirstDay + number / 10 * 24 * kTicksPerHour;
+  record.day = kFirstDay + uint64_t{number} / 10 * 24 * kTicksPerHour;
   record.start = record.day + number % 10 * kTicksPerHour;
   record.end = record.start + kTicksPerHour;
   record.modified = record.end;

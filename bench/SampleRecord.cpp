@@ -16,7 +16,7 @@ SampleRecord::SampleRecord(uint32_t number) {
   Text(0x4004, std::string(20 + random() % 200, 'c') + " said " + digits);
   for (const int property : {0x4005, 0x4006, 0x4007})
     Number(static_cast<WORD>(property), -2);
-  Time(0x4008, kYear2026 + number * 37 * kTicksPerMinute);
+  Time(0x4008, kYear2026 + uint64_t{number} * 37 * kTicksPerMinute);
   Time(0x4009, kYear2026 + (number * 37 + 30) * kTicksPerMinute);
   Text(0x400A, random() % 2 == 0 ? "Meier; Huber" : "Gruber");
   Text(0x400B, "0001000000000000000");

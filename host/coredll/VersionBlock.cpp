@@ -56,7 +56,7 @@ std::optional<Node> ReadNode(Bytes block, size_t offset) {
 
 std::optional<Node> FindChild(Bytes block, const Node& parent, std::u16string_view name) {
   for (size_t offset = parent.children; offset + kNodeHeaderBytes <= parent.end;) {
-    const std::optional<Node> child = ReadNode(block.first(parent.end), offset);
+    std::optional<Node> child = ReadNode(block.first(parent.end), offset);
     if (!child)
       return std::nullopt;
     if (EqualIgnoringCase(child->name, name))

@@ -124,7 +124,7 @@ std::unique_ptr<CJobPacket> MakeTimedPacket() {
   FillFromJob(*packet, *MakeSampleJob());
   constexpr uint64_t kDay = 134'167'968'000'000'000;  // 2026-03-01
   constexpr uint64_t kMinute = 600'000'000;
-  packet->SetModificationTime(TicksToTime(kDay + 9 * 60 * kMinute + 5'000'000));
+  packet->SetModificationTime(TicksToTime(kDay + 9ull * 60 * kMinute + 5'000'000));
   packet->SetStartTime(TicksToTime(kDay + (8 * 60 + 15) * kMinute));
   packet->SetEndTime(TicksToTime(kDay + (23 * 60 + 30) * kMinute));
   packet->SetLocalDayAsFileTime(TicksToTime(kDay + (23 * 60 + 30) * kMinute));

@@ -22,7 +22,7 @@ class WktUtilLeanTest : public wkt::test::DeskDeviceTest {
 
 std::string Own(const WCHAR* prefix) {
   WCHAR* const text = CWktUtilLean::CreateOwnGUID(prefix);
-  const std::string shown = Narrow(text);
+  std::string shown = Narrow(text);
   WideString::FreeText(text);
   return shown;
 }

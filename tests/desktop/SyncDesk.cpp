@@ -61,7 +61,7 @@ uint64_t SyncDesk::Now() {
 
 Record SyncDesk::NewJob(const std::string& title) {
   Record record = MakeRecord(FolderId::Jobs, Now(),
-                             kStartTicks - kStartTicks % (24 * 60 * kTicksPerMinuteOfTest));
+                             kStartTicks - kStartTicks % (24ull * 60 * kTicksPerMinuteOfTest));
   record.SetText(Field::Title, FromUtf8(title));
   record.SetText(Field::Id, u"T-" + FromUtf8(title) + u"-" + FromUtf8(std::to_string(minutes_)));
   return record;

@@ -71,7 +71,7 @@ struct Model {
 };
 
 Values ToValues(const SyncDesk::Jobs& jobs) {
-  const Values values(jobs.begin(), jobs.end());
+  Values values(jobs.begin(), jobs.end());
   RC_ASSERT(values.size() == jobs.size());  // nothing doubled
   return values;
 }

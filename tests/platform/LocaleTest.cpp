@@ -31,7 +31,7 @@ std::u16string Call(Format format, DWORD flags, const SYSTEMTIME& time, LPCWSTR 
   EXPECT_GT(written, 0);
   if (written <= 0)
     return u"";
-  const std::u16string text(buffer, static_cast<size_t>(written) - 1);
+  std::u16string text(buffer, static_cast<size_t>(written) - 1);
   EXPECT_EQ(buffer[written - 1], u'\0');
   EXPECT_EQ(buffer[written], u'#');
   EXPECT_EQ(format(LOCALE_USER_DEFAULT, flags, &time, picture, nullptr, 0), written);

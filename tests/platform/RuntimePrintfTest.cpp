@@ -23,7 +23,7 @@ std::u16string FormatList(const WCHAR* format, va_list args) {
 std::u16string Format(const WCHAR* format, ...) {
   va_list args;
   va_start(args, format);
-  const std::u16string text = FormatList(format, args);
+  std::u16string text = FormatList(format, args);
   va_end(args);
   return text;
 }

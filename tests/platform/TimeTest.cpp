@@ -81,7 +81,7 @@ TEST(Time, EveryDayFollowsTheOneBefore) {
   constexpr uint64_t kTicksPerDay = 864'000'000'000;
   SYSTEMTIME before = {1600, 12, 0, 31, 0, 0, 0, 0};
   int leapDays = 0;
-  for (uint64_t day = 0; day < 2 * 146'097; ++day) {
+  for (uint64_t day = 0; day < 2ull * 146'097; ++day) {
     const FILETIME time = File(day * kTicksPerDay);
     SYSTEMTIME today = {};
     ASSERT_EQ(FileTimeToSystemTime(&time, &today), TRUE);

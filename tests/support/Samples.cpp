@@ -59,14 +59,14 @@ std::unique_ptr<CJobLean> MakeSampleJob(int number) {
   job->SetWorkTypeId(Numbered(u"CE-1-1-1-", number).c_str());
   job->SetProjectId(Numbered(u"CE-2-2-2-", number).c_str());
   job->SetTeamworkId(Numbered(u"CE-3-3-3-", number).c_str());
-  job->SetStartTime(SampleTime(number, 8 * 3600));
+  job->SetStartTime(SampleTime(number, 8ull * 3600));
   job->SetEndTime(SampleTime(number, 9 * 3600 + 1800));
   job->SetPersonIds(Numbered(u"CE-4-4-4-4; CE-5-5-5-", number).c_str());
   job->SetFlags(SampleFlags(number).c_str());
   job->SetUnused2(-1000 - number);
   job->SetUnused3(Numbered(u"head tail ", number).c_str());
   job->SetLocalDayAsFileTime(SampleTime(number, 0));
-  job->SetModificationTime(SampleTime(number, 10 * 3600), FALSE);
+  job->SetModificationTime(SampleTime(number, 10ull * 3600), FALSE);
   job->SetModified(FALSE);
   return job;
 }
@@ -107,7 +107,7 @@ TypePtr MakeSampleType(int kind, int number) {
   }
   type->SetId(Numbered(u"CE-1cb8a2f-5e3d1c80-1-", number).c_str());
   type->SetVersionNumber(32);
-  type->SetCreationTime(SampleTime(number, 7 * 3600));
+  type->SetCreationTime(SampleTime(number, 7ull * 3600));
   type->SetUseCount(100 + number);
   type->SetName1(Numbered(u"Name ", number).c_str());
   type->SetName2(Numbered(u"Second name ", number).c_str());
@@ -117,8 +117,8 @@ TypePtr MakeSampleType(int kind, int number) {
   type->SetUnused2(Numbered(u"spare ", number).c_str());
   type->SetUnused3(-2000 - number);
   type->SetUnused4(3000 + number);
-  type->SetUnused5(SampleTime(number, 11 * 3600));
-  type->SetModificationTime(SampleTime(number, 10 * 3600), FALSE);
+  type->SetUnused5(SampleTime(number, 11ull * 3600));
+  type->SetModificationTime(SampleTime(number, 10ull * 3600), FALSE);
   type->SetChanged(FALSE);
   return type;
 }

@@ -29,7 +29,7 @@ class Kill : public CommandTest {
                               {"start", "2026-03-01T09:00"},
                               {"end", "2026-03-01T10:00"}});
     }
-    const std::string path = Path(name + ".json");
+    std::string path = Path(name + ".json");
     std::ofstream(path) << file.dump();
     return path;
   }

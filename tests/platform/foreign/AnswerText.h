@@ -51,7 +51,7 @@ class Reader {
   explicit Reader(const std::string& line) : rest_(line) {}
   std::string Word() {
     const size_t end = rest_.find(' ');
-    const std::string word = rest_.substr(0, end);
+    std::string word = rest_.substr(0, end);
     rest_ = end == std::string::npos ? "" : rest_.substr(end + 1);
     return word;
   }
