@@ -54,7 +54,7 @@ void ForEachProperty(std::string_view image, const Take& take) {
   const char* const entries = image.data() + sizeof(count);
   const char* const data = entries + size_t{count} * 8;
   for (uint32_t i = 0; i < count; ++i) {
-    uint32_t entry[2];
+    uint32_t entry[2] = {};
     std::memcpy(entry, entries + size_t{i} * 8, sizeof(entry));
     take(entry[0], data + entry[1]);
   }
