@@ -27,7 +27,6 @@ constexpr uint64_t kTicksToUnixEpoch = (369ull * 365 + 89) * 24 * 3600 * 10'000'
 
 struct Selection {
   std::mutex lock;
-  std::atomic<Device*> device{nullptr};
   std::unique_ptr<Device> owner;
   bool decided = false;               // WKT_DEVICE is not looked at any more
   std::atomic<bool> unusable{false};  // WKT_DEVICE names something, but no device
@@ -50,16 +49,6 @@ uint64_t BootHash() {
   return hash | 1;
 }
 
-void Leave(Selection& state) {
-  if (state.owner == nullptr)
-    return;
-  DropAllHandles();
-  for (const auto leave : state.leave)
-    leave(*state.owner);
-  state.device.store(nullptr);
-  state.owner.reset();
-}
-
 std::string AbsolutePath(const std::string& folder) {
   char* resolved = realpath(folder.c_str(), nullptr);
   if (resolved == nullptr)
@@ -71,6 +60,20 @@ std::string AbsolutePath(const std::string& folder) {
 
 }  // namespace
 
+std::atomic<Device*> Device::inUse_{nullptr};
+
+// Under the selection's lock.
+void Device::Leave() {
+  Selection& state = State();
+  if (state.owner == nullptr)
+    return;
+  DropAllHandles();
+  for (const auto leave : state.leave)
+    leave(*state.owner);
+  inUse_.store(nullptr);
+  state.owner.reset();
+}
+
 Device* Device::Current() {
   Device* device = CurrentIfAny();
   // Why a device named cannot be used was said already.
@@ -79,14 +82,11 @@ Device* Device::Current() {
   return device;
 }
 
-Device* Device::CurrentIfAny() {
+Device* Device::OpenIfNamed() {
   Selection& state = State();
-  Device* device = state.device.load(std::memory_order_acquire);
-  if (device != nullptr) [[likely]]
-    return device;
   const std::lock_guard guard(state.lock);
   if (state.decided)
-    return state.device.load();
+    return inUse_.load();
   state.decided = true;
   const char* folder = getenv("WKT_DEVICE");
   if (folder == nullptr || *folder == '\0')
@@ -99,27 +99,27 @@ Device* Device::CurrentIfAny() {
     return nullptr;
   }
   state.owner->serial_ = ++state.lastSerial;
-  state.device.store(state.owner.get(), std::memory_order_release);
+  inUse_.store(state.owner.get(), std::memory_order_release);
   return state.owner.get();
 }
 
 bool Device::Select(const std::string& folder, std::string& error) {
   Selection& state = State();
   const std::lock_guard guard(state.lock);
-  Leave(state);
+  Leave();
   state.decided = true;
   state.owner = Open(folder, error);
   if (state.owner == nullptr)
     return false;
   state.owner->serial_ = ++state.lastSerial;
-  state.device.store(state.owner.get(), std::memory_order_release);
+  inUse_.store(state.owner.get(), std::memory_order_release);
   return true;
 }
 
 void Device::Deselect() {
   Selection& state = State();
   const std::lock_guard guard(state.lock);
-  Leave(state);
+  Leave();
   state.decided = true;
 }
 

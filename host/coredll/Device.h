@@ -2,6 +2,7 @@
 // host/control.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -39,7 +40,10 @@ class Device {
   // pointer stays good until Select or Deselect.
   static Device* Current();
   // The same without a word when there is none: for calls that work without a device.
-  static Device* CurrentIfAny();
+  static Device* CurrentIfAny() {
+    Device* device = inUse_.load(std::memory_order_acquire);
+    return device != nullptr ? device : OpenIfNamed();
+  }
 
   // Use the device in `folder` from now on. On failure no device is selected and `error` names the
   // file. No platform call may be under way on another thread. All open handles are closed.
@@ -83,12 +87,16 @@ class Device {
   friend class DeviceLock;
   friend class DeviceMark;
   Device() = default;
+  static Device* OpenIfNamed();
+  static void Leave();
   static std::unique_ptr<Device> Open(const std::string& folder, std::string& error);
   bool MapPage(const Settings& settings, std::string& error);
   void StoreSettings(const Settings& settings) const;
   void LockFile(LockRegion region, short type);
   void SetMark(MarkKind kind, uint64_t number, short type);
   void ReopenAfterFork();
+
+  static std::atomic<Device*> inUse_;
 
   std::string folder_;
   uint32_t serial_ = 0;

@@ -116,15 +116,6 @@ DWORD StoreCatalogue::FindRecord(CEOID oid, CEOID& database) const {
   return ERROR_FILE_NOT_FOUND;
 }
 
-std::vector<CEOID> StoreCatalogue::OfType(DWORD type) const {
-  std::vector<CEOID> found;
-  for (const auto& [oid, database] : databases_) {
-    if (type == 0 || database->Row().type == type)
-      found.push_back(oid);
-  }
-  return found;
-}
-
 template <typename Work>
 DWORD StoreCatalogue::InTransaction(const Work& work) {
   DWORD error = volume_.Begin();

@@ -22,8 +22,10 @@ class StoreCatalogue {
   [[nodiscard]] std::shared_ptr<StoreDatabase> Find(std::string_view name) const;
   // The database that holds a record; ERROR_FILE_NOT_FOUND when there is none.
   DWORD FindRecord(CEOID oid, CEOID& database) const;
-  // Identifiers of all databases of a type (0: any), ascending.
-  [[nodiscard]] std::vector<CEOID> OfType(DWORD type) const;
+  // By their identifiers.
+  [[nodiscard]] const std::map<CEOID, std::shared_ptr<StoreDatabase>>& Databases() const {
+    return databases_;
+  }
 
   // One transaction each. `row` holds name, type, flags, sort orders and, when not 0, the last
   // change.

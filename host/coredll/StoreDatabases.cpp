@@ -21,6 +21,20 @@ class DatabaseEnumeration : public HandleObject {
   };
   std::vector<Item> items;
   size_t next = 0;
+
+  // The volume's databases of a type, as they are now.
+  DWORD Add(StoreVolume& volume, DWORD type) {
+    volume.Refresh();
+    StoreCatalogue& catalogue = volume.Catalogue();
+    if (const DWORD error = catalogue.Load(); error != ERROR_SUCCESS)
+      return error;
+    items.reserve(items.size() + catalogue.Databases().size());
+    for (const auto& [oid, database] : catalogue.Databases()) {
+      if (type == 0 || database->Row().type == type)
+        items.push_back({volume.Guid(), oid});
+    }
+    return ERROR_SUCCESS;
+  }
 };
 
 constexpr DWORD kAttributeFlags = CEDB_NOCOMPRESS | CEDB_SYSTEMDB;
@@ -43,19 +57,12 @@ DWORD FindCatalogue(const CEGUID* guid, std::shared_ptr<StoreVolume>& volume) {
 
 HANDLE FindFirst(const CEGUID* guid, DWORD type) {
   const StoreLock lock;
-  std::vector<std::shared_ptr<StoreVolume>> volumes(1);
-  const bool isAll = guid == nullptr || CHECK_INVALIDGUID(guid);
-  if (!Succeeded(isAll ? StoreMounts::Get().All(volumes)
-                       : StoreMounts::Get().Find(guid, volumes[0])))
-    return INVALID_HANDLE_VALUE;
   auto enumeration = std::make_shared<DatabaseEnumeration>();
-  for (const auto& volume : volumes) {
-    volume->Refresh();
-    if (!Succeeded(volume->Catalogue().Load()))
-      return INVALID_HANDLE_VALUE;
-    for (const CEOID oid : volume->Catalogue().OfType(type))
-      enumeration->items.push_back({volume->Guid(), oid});
-  }
+  const DWORD error = StoreMounts::Get().Each(
+      guid,
+      [&](const std::shared_ptr<StoreVolume>& volume) { return enumeration->Add(*volume, type); });
+  if (!Succeeded(error))
+    return INVALID_HANDLE_VALUE;
   const HANDLE handle = OpenHandle(HandleKind::DatabaseEnum, std::move(enumeration));
   if (handle != nullptr)
     return handle;
@@ -189,27 +196,24 @@ DWORD FindDatabase(const CEGUID* guid, CEOID oid, const WCHAR* name, Found& foun
   const bool isByName = oid == 0 || isAnyVolume;
   if (guid == nullptr || (isByName && name == nullptr))
     return ERROR_INVALID_PARAMETER;
-  std::vector<std::shared_ptr<StoreVolume>> volumes(1);
-  if (const DWORD error =
-          isAnyVolume ? StoreMounts::Get().All(volumes) : StoreMounts::Get().Find(guid, volumes[0]);
-      error != ERROR_SUCCESS)
-    return error;
   std::string wanted;
   if (isByName) {
     const auto bounded = BoundedText(name, CEDB_MAXDBASENAMELEN);
     // A longer name was cut when the database was made.
     wanted = ToUtf8(bounded ? *bounded : std::u16string_view(name, CEDB_MAXDBASENAMELEN - 1));
   }
-  for (const auto& volume : volumes) {
-    volume->Refresh();
-    if (const DWORD error = volume->Catalogue().Load(); error != ERROR_SUCCESS)
-      return error;
-    found.database = isByName ? volume->Catalogue().Find(wanted) : volume->Catalogue().Find(oid);
-    found.volume = volume;
-    if (found.database != nullptr)
-      return ERROR_SUCCESS;
-  }
-  return ERROR_FILE_NOT_FOUND;
+  const DWORD error =
+      StoreMounts::Get().Each(guid, [&](const std::shared_ptr<StoreVolume>& volume) {
+        if (found.database != nullptr)
+          return DWORD{ERROR_SUCCESS};
+        volume->Refresh();
+        StoreCatalogue& catalogue = volume->Catalogue();
+        if (const DWORD unread = catalogue.Load(); unread != ERROR_SUCCESS)
+          return unread;
+        found = {volume, isByName ? catalogue.Find(wanted) : catalogue.Find(oid)};
+        return DWORD{ERROR_SUCCESS};
+      });
+  return error == ERROR_SUCCESS && found.database == nullptr ? DWORD{ERROR_FILE_NOT_FOUND} : error;
 }
 
 DWORD FindOrder(const StoreDatabase& database, const SORTORDERSPECEX* wanted, size_t& order) {

@@ -54,7 +54,8 @@ DWORD DeleteAllDatabases(StoreVolume& volume) {
   volume.Refresh();
   if (const DWORD error = volume.Catalogue().Load(); error != ERROR_SUCCESS)
     return error;
-  for (const CEOID oid : volume.Catalogue().OfType(0)) {
+  while (!volume.Catalogue().Databases().empty()) {
+    const CEOID oid = volume.Catalogue().Databases().begin()->first;
     if (const DWORD error = volume.Catalogue().Delete(oid); error != ERROR_SUCCESS)
       return error;
     volume.Refresh();
@@ -132,15 +133,6 @@ DWORD StoreMounts::Find(const CEGUID* guid, std::shared_ptr<StoreVolume>& volume
   if (found == nullptr)
     return ERROR_INVALID_PARAMETER;
   volume = found->volume;
-  return ERROR_SUCCESS;
-}
-
-DWORD StoreMounts::All(std::vector<std::shared_ptr<StoreVolume>>& volumes) {
-  if (const DWORD error = FollowDevice(); error != ERROR_SUCCESS)
-    return error;
-  volumes.assign(1, objectStore_);
-  for (const Mounted& entry : mounted_)
-    volumes.push_back(entry.volume);
   return ERROR_SUCCESS;
 }
 

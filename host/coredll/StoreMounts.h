@@ -51,8 +51,22 @@ class StoreMounts {
   // A volume by its GUID; the system GUID names the object store, opened (and made) when first
   // needed. ERROR_INVALID_PARAMETER for NULL and unknown ones, ERROR_NOT_READY without a device.
   DWORD Find(const CEGUID* guid, std::shared_ptr<StoreVolume>& volume);
-  // All of them, the object store first.
-  DWORD All(std::vector<std::shared_ptr<StoreVolume>>& volumes);
+  // Shows it to `visit`, or for NULL and the invalid GUID all volumes, the object store first. The
+  // first error ends that and is the result.
+  template <typename Visit>
+  DWORD Each(const CEGUID* guid, const Visit& visit) {
+    if (guid != nullptr && !CHECK_INVALIDGUID(guid)) {
+      std::shared_ptr<StoreVolume> volume;
+      const DWORD error = Find(guid, volume);
+      return error == ERROR_SUCCESS ? visit(volume) : error;
+    }
+    DWORD error = FollowDevice();
+    if (error == ERROR_SUCCESS)
+      error = visit(objectStore_);
+    for (size_t index = 0; error == ERROR_SUCCESS && index < mounted_.size(); ++index)
+      error = visit(mounted_[index].volume);
+    return error;
+  }
 
   DWORD Mount(const std::u16string& path, DWORD mode, CEGUID& guid);
   DWORD Unmount(const CEGUID& guid);

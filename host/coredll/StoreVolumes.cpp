@@ -40,12 +40,8 @@ BOOL UnmountVolume(const CEGUID* guid) {
 
 BOOL FlushVolume(const CEGUID* guid) {
   const StoreLock lock;
-  std::vector<std::shared_ptr<StoreVolume>> volumes(1);
-  const bool isAll = guid == nullptr || CHECK_INVALIDGUID(guid);
-  DWORD error = isAll ? StoreMounts::Get().All(volumes) : StoreMounts::Get().Find(guid, volumes[0]);
-  for (size_t index = 0; error == ERROR_SUCCESS && index < volumes.size(); ++index)
-    error = volumes[index]->Flush();
-  return Report(error);
+  return Report(StoreMounts::Get().Each(
+      guid, [](const std::shared_ptr<StoreVolume>& volume) { return volume->Flush(); }));
 }
 
 BOOL NextVolume(CEGUID* guid, WCHAR* path, DWORD unitCount) {
