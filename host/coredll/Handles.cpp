@@ -1,7 +1,8 @@
 #include "host/coredll/Handles.h"
 
-#include <mutex>
 #include <vector>
+
+#include "host/coredll/ThreadGuard.h"
 
 namespace wkt::host {
 
@@ -19,7 +20,7 @@ struct Slot {
 };
 
 struct HandleTable {
-  std::mutex lock;
+  pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
   std::vector<Slot> slots;
   std::vector<uint32_t> freeSlots;
 
@@ -54,7 +55,7 @@ HandleTable& Table() {
 
 void* OpenHandle(HandleKind kind, std::shared_ptr<HandleObject> object) {
   HandleTable& table = Table();
-  const std::lock_guard guard(table.lock);
+  const ThreadGuard guard(table.lock);
   uint32_t index = 0;
   if (!table.freeSlots.empty()) {
     index = table.freeSlots.back();
@@ -73,7 +74,7 @@ void* OpenHandle(HandleKind kind, std::shared_ptr<HandleObject> object) {
 
 std::shared_ptr<HandleObject> FindHandle(const void* handle, HandleKind kind) {
   HandleTable& table = Table();
-  const std::lock_guard guard(table.lock);
+  const ThreadGuard guard(table.lock);
   const Slot* slot = table.Find(handle);
   return slot != nullptr && slot->kind == kind ? slot->object : nullptr;
 }
@@ -81,7 +82,7 @@ std::shared_ptr<HandleObject> FindHandle(const void* handle, HandleKind kind) {
 bool DropHandle(const void* handle, HandleKind kind) {
   std::shared_ptr<HandleObject> dropped;
   HandleTable& table = Table();
-  const std::lock_guard guard(table.lock);
+  const ThreadGuard guard(table.lock);
   Slot* slot = table.Find(handle);
   if (slot == nullptr || slot->kind != kind)
     return false;
@@ -92,7 +93,7 @@ bool DropHandle(const void* handle, HandleKind kind) {
 bool DropClosableHandle(const void* handle) {
   std::shared_ptr<HandleObject> dropped;
   HandleTable& table = Table();
-  const std::lock_guard guard(table.lock);
+  const ThreadGuard guard(table.lock);
   Slot* slot = table.Find(handle);
   if (slot == nullptr || slot->kind == HandleKind::Find || slot->kind == HandleKind::Key)
     return false;
@@ -102,14 +103,14 @@ bool DropClosableHandle(const void* handle) {
 
 size_t CountHandles() {
   HandleTable& table = Table();
-  const std::lock_guard guard(table.lock);
+  const ThreadGuard guard(table.lock);
   return table.slots.size() - table.freeSlots.size();
 }
 
 void DropAllHandles() {
   std::vector<std::shared_ptr<HandleObject>> dropped;
   HandleTable& table = Table();
-  const std::lock_guard guard(table.lock);
+  const ThreadGuard guard(table.lock);
   for (Slot& slot : table.slots) {
     if (slot.object != nullptr)
       dropped.push_back(table.Take(slot));

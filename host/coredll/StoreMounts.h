@@ -1,7 +1,6 @@
 // The volumes that this process uses: the object store and those it mounted.
 #pragma once
 
-#include <pthread.h>
 #include <sys/stat.h>
 
 #include <atomic>
@@ -9,6 +8,7 @@
 #include <vector>
 
 #include "host/coredll/StoreVolume.h"
+#include "host/coredll/ThreadGuard.h"
 
 namespace wkt::host {
 
@@ -20,6 +20,8 @@ struct DevicePath;
 class StoreLock {
  public:
   StoreLock() {
+    if (!isNeeded_)
+      return;
     const pthread_t self = pthread_self();
     if (owner_.load(std::memory_order_relaxed) != self) {
       pthread_mutex_lock(&mutex_);
@@ -28,7 +30,7 @@ class StoreLock {
     ++depth_;
   }
   ~StoreLock() {
-    if (--depth_ != 0)
+    if (!isNeeded_ || --depth_ != 0)
       return;
     owner_.store(0, std::memory_order_relaxed);
     pthread_mutex_unlock(&mutex_);
@@ -37,6 +39,7 @@ class StoreLock {
   StoreLock& operator=(const StoreLock&) = delete;
 
  private:
+  const bool isNeeded_ = HasSeveralThreads();
   // A thread may hold several; a mutex that counts them itself takes twice as long. Never
   // destroyed: libraries may call while the process ends.
   static pthread_mutex_t mutex_;
