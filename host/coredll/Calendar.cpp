@@ -1,5 +1,8 @@
 #include "host/coredll/Calendar.h"
 
+#include <cstddef>
+#include <cstring>
+
 namespace wkt::host {
 
 namespace {
@@ -13,6 +16,41 @@ constexpr int64_t kDaysToFirstDay = 4 * kDaysPer400Years + 306;
 
 bool IsLeapYear(int year) {
   return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+}
+
+// A day and the first half of a SYSTEMTIME that is it: year, month, weekday, day.
+struct CalendarDay {
+  uint32_t number;
+  uint64_t date;
+};
+// The thread's last one: stamps are of today, over and over. It begins with the first day of all.
+constexpr uint64_t kFirstDate =
+    uint64_t{kFirstYear} | uint64_t{1} << 16 | uint64_t{1} << 32 | uint64_t{1} << 48;
+thread_local CalendarDay lastDay{0, kFirstDate};
+
+uint64_t DateOf(const SYSTEMTIME& time) {
+  uint64_t date = 0;
+  static_assert(offsetof(SYSTEMTIME, wHour) == sizeof date);
+  std::memcpy(&date, &time, sizeof date);
+  return date;
+}
+
+uint64_t DateOfDay(uint32_t dayNumber) {
+  const uint32_t days = dayNumber + uint32_t{kDaysToFirstDay};
+  const uint32_t cycle = days / uint32_t{kDaysPer400Years};
+  const uint32_t dayOfCycle = days % uint32_t{kDaysPer400Years};
+  // The last day of a 4, 100 and 400 year stretch belongs to the year before the quotient says.
+  const uint32_t yearOfCycle =
+      (dayOfCycle - dayOfCycle / 1460 + dayOfCycle / 36524 - dayOfCycle / 146096) / 365;
+  const uint32_t dayOfYear = dayOfCycle - (365 * yearOfCycle + yearOfCycle / 4 - yearOfCycle / 100);
+  const uint32_t marchMonth = (5 * dayOfYear + 2) / 153;
+  const uint32_t month = marchMonth < 10 ? marchMonth + 3 : marchMonth - 9;
+  SYSTEMTIME time;
+  time.wYear = static_cast<WORD>(cycle * 400 + yearOfCycle + (month <= 2 ? 1 : 0));
+  time.wMonth = static_cast<WORD>(month);
+  time.wDay = static_cast<WORD>(dayOfYear - (153 * marchMonth + 2) / 5 + 1);
+  time.wDayOfWeek = static_cast<WORD>(WeekdayOfDay(dayNumber));
+  return DateOf(time);
 }
 
 }  // namespace
@@ -43,12 +81,17 @@ int WeekdayOfDay(int64_t dayNumber) {
 }
 
 std::optional<uint64_t> TicksFromCalendar(const SYSTEMTIME& time) {
-  if (!IsCalendarDay(time) || time.wHour > 23 || time.wMinute > 59 || time.wSecond > 59 ||
-      time.wMilliseconds > 999)
+  if (time.wHour > 23 || time.wMinute > 59 || time.wSecond > 59 || time.wMilliseconds > 999)
     return std::nullopt;
-  return static_cast<uint64_t>(DayNumber(time.wYear, time.wMonth, time.wDay)) * kTicksPerDay +
-         time.wHour * kTicksPerHour + time.wMinute * kTicksPerMinute +
-         time.wSecond * kTicksPerSecond + time.wMilliseconds * kTicksPerMillisecond;
+  uint64_t dayNumber = lastDay.number;
+  if (DateOf(time) != lastDay.date) {
+    if (!IsCalendarDay(time))
+      return std::nullopt;
+    dayNumber = static_cast<uint64_t>(DayNumber(time.wYear, time.wMonth, time.wDay));
+  }
+  const uint32_t ofDay =
+      ((time.wHour * 60u + time.wMinute) * 60 + time.wSecond) * 1000 + time.wMilliseconds;
+  return dayNumber * kTicksPerDay + ofDay * kTicksPerMillisecond;
 }
 
 SYSTEMTIME CalendarFromTicks(uint64_t ticks) {
@@ -58,20 +101,10 @@ SYSTEMTIME CalendarFromTicks(uint64_t ticks) {
   const auto dayNumber = static_cast<uint32_t>(milliseconds / kMillisecondsPerDay);
   const auto ofDay =
       static_cast<uint32_t>(milliseconds - uint64_t{dayNumber} * kMillisecondsPerDay);
-  const uint32_t days = dayNumber + uint32_t{kDaysToFirstDay};
-  const uint32_t cycle = days / uint32_t{kDaysPer400Years};
-  const uint32_t dayOfCycle = days % uint32_t{kDaysPer400Years};
-  // The last day of a 4, 100 and 400 year stretch belongs to the year before the quotient says.
-  const uint32_t yearOfCycle =
-      (dayOfCycle - dayOfCycle / 1460 + dayOfCycle / 36524 - dayOfCycle / 146096) / 365;
-  const uint32_t dayOfYear = dayOfCycle - (365 * yearOfCycle + yearOfCycle / 4 - yearOfCycle / 100);
-  const uint32_t marchMonth = (5 * dayOfYear + 2) / 153;
-  const uint32_t month = marchMonth < 10 ? marchMonth + 3 : marchMonth - 9;
+  if (dayNumber != lastDay.number)
+    lastDay = {dayNumber, DateOfDay(dayNumber)};
   SYSTEMTIME time;
-  time.wYear = static_cast<WORD>(cycle * 400 + yearOfCycle + (month <= 2 ? 1 : 0));
-  time.wMonth = static_cast<WORD>(month);
-  time.wDay = static_cast<WORD>(dayOfYear - (153 * marchMonth + 2) / 5 + 1);
-  time.wDayOfWeek = static_cast<WORD>(WeekdayOfDay(dayNumber));
+  std::memcpy(&time, &lastDay.date, sizeof lastDay.date);
   time.wHour = static_cast<WORD>(ofDay / 3'600'000);
   time.wMinute = static_cast<WORD>(ofDay / 60'000 % 60);
   time.wSecond = static_cast<WORD>(ofDay / 1000 % 60);
