@@ -141,7 +141,9 @@ TEST(WideString, ComparesWholeTextsExactly) {
   const WideString text(u"Job");
   EXPECT_TRUE(text.Equals(u"Job"));
   EXPECT_TRUE(text.Equals(WideString(u"Job")));
-  EXPECT_TRUE(text.Equals(WideString(u"Job", WideString::Source::Borrow)));
+  const WideString borrowed(u"Job", WideString::Source::Borrow);
+  EXPECT_TRUE(text.Equals(borrowed));
+  EXPECT_TRUE(borrowed.Equals(text));
   for (const WCHAR* const other : {u"job", u"Job ", u"Jo", u"", u" Job", u"JoB", u"Jobs"}) {
     EXPECT_FALSE(text.Equals(other)) << Narrow(other);
     EXPECT_FALSE(text.Equals(WideString(other))) << Narrow(other);
@@ -208,6 +210,15 @@ TEST(WideString, ConcatenatesIntoANewText) {
   EXPECT_EQ(Shown(WideString::Concatenate(WideString(), b)), "cd");
   EXPECT_EQ(Shown(a), "ab");
   EXPECT_EQ(Shown(b), "cd");
+}
+
+TEST(WideString, ANewTextHasNoTagOfThoseItIsMadeOf) {
+  WideString text(u"ab");
+  text.SetTag(7);
+  EXPECT_EQ(WideString::Concatenate(text, text).GetTag(), 0u);
+  EXPECT_EQ(text.Left(1).GetTag(), 0u);
+  EXPECT_EQ(text.Left(2).GetTag(), 0u);
+  EXPECT_EQ(text.GetTag(), 7u);
 }
 
 TEST(WideString, AppendReturnsTheTextItself) {
