@@ -158,6 +158,34 @@ TEST_F(PropertyTable, FillsOnlyTheFirstValuesAndOnlyKnownOnes) {
   EXPECT_EQ(three[2].val.lpwstr, nullptr);
 }
 
+struct CountingObserver : wkt::JobObserver, wkt::TypeObserver {
+  void OnJobChanged(CJobLean&) override { ++count; }
+  void OnTypeChanged(CWktTypeLean&) override { ++count; }
+  int count = 0;
+};
+
+// Neither the fields nor the stored time, which is applied without force, are news.
+TEST_F(PropertyTable, LoadingTheSameAgainTellsNobody) {
+  CountingObserver observer;
+  const std::unique_ptr<CJobLean> loaded = Load();
+  loaded->SetObserver(&observer);
+  CJobDatabase::FillJobBase(loaded.get(), {values.data(), values.size()});
+  EXPECT_EQ(observer.count, 0);
+  loaded->SetModificationTime({78, 0}, FALSE);
+  EXPECT_EQ(observer.count, 1);
+
+  const wkt::TypePtr type(wkt::MakeType(3, TRUE));
+  WORD count = 0;
+  const auto array = CWktTypeDatabase::AllocPropertyArray(&count);
+  CWktTypeDatabase::FillPropValArray(array.get(), type.get(), -1);
+  const wkt::TypePtr again(wkt::MakeType(3, TRUE));
+  CWktTypeDatabase::FillWktTypeBase(again.get(), {array.get(), count});
+  const std::vector<wkt::TypeObserver*> observers = {&observer};
+  again->SetObservers(&observers);
+  CWktTypeDatabase::FillWktTypeBase(again.get(), {array.get(), count});
+  EXPECT_EQ(observer.count, 1);
+}
+
 TEST_F(PropertyTable, LoadsATypeInAnyOrder) {
   const wkt::TypePtr type(wkt::MakeType(3, FALSE));
   type->SetId(u"T1");
