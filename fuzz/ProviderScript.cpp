@@ -153,9 +153,10 @@ std::vector<uint8_t> ProviderScript::Packet() {
     const size_t at = input.Word() % packet.size();
     packet[at] = input.Byte();
   }
-  if (changes & 0x40)
+  if (changes & 0x40) {
     packet.erase(packet.end() - std::min<std::ptrdiff_t>(std::ssize(packet), input.Word()),
                  packet.end());
+  }
   if (changes & 0x80) {
     const std::vector<uint8_t> more = input.Take(input.Byte());
     packet.insert(packet.end(), more.begin(), more.end());

@@ -162,10 +162,11 @@ int ReadBlockOf(const StoreImages& images, uint32_t count, RecordBlock& block) {
   const BYTE* const head = bytes + place;
   if (code == SQLITE_OK && WordAt<uint32_t>(head) == RecordImage::kVersion &&
       WordAt<uint32_t>(head + sizeof(uint32_t)) == count &&
-      FillArray(head + RecordImage::kHeadBytes, count, imageBytes - start, bytes))
+      FillArray(head + RecordImage::kHeadBytes, count, imageBytes - start, bytes)) {
     block = {bytes, static_cast<DWORD>(byteCount), static_cast<WORD>(count)};
-  else
+  } else {
     ReturnLocalMemory(bytes);
+  }
   return code;
 }
 

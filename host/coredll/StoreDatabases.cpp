@@ -143,9 +143,10 @@ DWORD TakeInfo(const CEDBASEINFOEX& info, CatalogueRow& row) {
         return error;
     }
   }
-  if ((info.dwFlags & CEDB_VALIDMODTIME) != 0)
+  if ((info.dwFlags & CEDB_VALIDMODTIME) != 0) {
     row.modified =
         uint64_t{info.ftLastModified.dwHighDateTime} << 32 | info.ftLastModified.dwLowDateTime;
+  }
   if ((info.dwFlags & CEDB_VALIDDBFLAGS) != 0)
     row.flags = info.dwFlags & kAttributeFlags;
   return ERROR_SUCCESS;

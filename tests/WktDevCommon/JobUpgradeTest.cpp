@@ -251,9 +251,10 @@ TEST_F(JobUpgrade, EndsWithTheSameResultWhereAWriteMovesThePosition) {
     more.push_back(jobs.Add(OldRawJob(u"D", i, -1, -2)));
   CJobDatabase::UpgradeJobDatabases();
   ExpectUpgraded();
-  for (int i = 0; i < 20; ++i)
+  for (int i = 0; i < 20; ++i) {
     EXPECT_EQ(Texts(u"WktDevJobs", more[static_cast<size_t>(i)]),
               "'" + std::to_string(i) + "' '' ''");
+  }
   EXPECT_EQ(jobs.Count(), 21u);
 }
 

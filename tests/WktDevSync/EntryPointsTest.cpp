@@ -138,10 +138,11 @@ TEST_F(EntryPointsTest, WithoutItsValueOrKeyTheVolumeNameIsGone) {
     device.SetText(kVolumeKey, u"DBVol", u"\\Volume.cdb");
     provider.Init(u"WktTypes", 1)->Release();
     EXPECT_EQ(VolumeName(), "\\Volume.cdb");
-    if (withKey)
+    if (withKey) {
       device.DeleteValue(kVolumeKey, u"DBVol");
-    else
+    } else {
       EXPECT_EQ(RegDeleteKeyW(HKEY_LOCAL_MACHINE, kVolumeKey), ERROR_SUCCESS);
+    }
     provider.Init(u"WktTypes", 1)->Release();
     EXPECT_EQ(VolumeName(), "");
   }

@@ -52,10 +52,11 @@ std::string Surviving(const FileState& state, std::minstd_rand& random) {
       continue;
     }
     for (size_t start = 0; start < change.bytes.size(); start += kBlockBytes) {
-      if (random() % 2 == 0)
+      if (random() % 2 == 0) {
         Apply({change.offset + static_cast<int64_t>(start), change.bytes.substr(start, kBlockBytes),
                false},
               content);
+      }
     }
   }
   return content;

@@ -239,9 +239,10 @@ DWORD DatabaseModel::Settle(Cursor& cursor) const {
 }
 
 size_t DatabaseModel::PlaceOf(const Cursor& cursor, const std::vector<CEOID>& sorted) const {
-  if (cursor.at == At::Record)
+  if (cursor.at == At::Record) {
     return static_cast<size_t>(std::find(sorted.begin(), sorted.end(), cursor.oid) -
                                sorted.begin());
+  }
   if (cursor.at == At::End)
     return sorted.size();
   size_t below = 0;

@@ -124,9 +124,10 @@ struct Peer {
     LONG result = RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"Peer", 0, KEY_READ, &key);
     uint32_t number = 0;
     DWORD count = sizeof(number);
-    if (result == ERROR_SUCCESS)
+    if (result == ERROR_SUCCESS) {
       result = RegQueryValueExW(key, name.c_str(), nullptr, nullptr,
                                 reinterpret_cast<BYTE*>(&number), &count);
+    }
     RegCloseKey(key);
     return result == ERROR_SUCCESS ? std::to_string(number) : "error " + std::to_string(result);
   }

@@ -139,9 +139,10 @@ std::string OnKey(HKEY base, const std::string& step, Reader& reader) {
     const Text name = Name(reader.Word());
     const auto type = static_cast<DWORD>(reader.Number());
     const std::vector<BYTE> bytes = BytesOf(reader.Word());
-    if (opened == ERROR_SUCCESS)
+    if (opened == ERROR_SUCCESS) {
       answer = Number(RegSetValueExW(key, name.c_str(), 0, type, bytes.data(),
                                      static_cast<DWORD>(bytes.size())));
+    }
   } else if (step == "query") {
     const Text name = Name(reader.Word());
     const long long room = reader.Number();
