@@ -58,7 +58,7 @@ void* TakeLocalMemory(size_t byteCount) {
   void* block = kept.first[step];
   if (block == nullptr)
     return malloc(kSmallBytes + (step + 1) * kStepBytes);
-  std::memcpy(&kept.first[step], block, sizeof block);
+  std::memcpy(&kept.first[step], block, sizeof kept.first[step]);
   --kept.count[step];
   return block;
 }
@@ -72,7 +72,7 @@ void ReturnLocalMemory(void* block) {
   }
   if (kept.count[step] == 0)
     OwnKept();
-  std::memcpy(block, &kept.first[step], sizeof block);
+  std::memcpy(block, &kept.first[step], sizeof kept.first[step]);
   kept.first[step] = block;
   ++kept.count[step];
 }
