@@ -14,8 +14,8 @@ namespace {
 
 using wkt::test::ExpectLog;
 using wkt::test::FailingCall;
+using wkt::test::Joined;
 using wkt::test::LogLines;
-using wkt::test::operator+;
 using wkt::test::RawDatabase;
 using wkt::test::RawJob;
 using wkt::test::RawType;
@@ -55,10 +55,11 @@ const LogLines kNotOpened = {"256 Opened handle = 4294967295", "<CDatabaseAid::O
                              "8 Result (BOOL) = 0", "<CDatabaseAid::Open"};
 
 LogLines Destroyed(const Place& place, const LogLines& closing) {
-  return LogLines{">" + place.databaseClass + "::~" + place.databaseClass,
-                  "<" + place.databaseClass + "::~" + place.databaseClass,
-                  ">CDatabaseAid::~CDatabaseAid", ">CDatabaseAid::CloseDatabase"} +
-         closing + LogLines{"<CDatabaseAid::CloseDatabase", "<CDatabaseAid::~CDatabaseAid"};
+  return Joined({LogLines{">" + place.databaseClass + "::~" + place.databaseClass,
+                          "<" + place.databaseClass + "::~" + place.databaseClass,
+                          ">CDatabaseAid::~CDatabaseAid", ">CDatabaseAid::CloseDatabase"},
+                 closing,
+                 LogLines{"<CDatabaseAid::CloseDatabase", "<CDatabaseAid::~CDatabaseAid"}});
 }
 const LogLines kClosing = {"256 Closing handle = H1"};
 
@@ -173,14 +174,14 @@ TEST_F(TransferFailureLog, EveryCallTellsThatItsDatabaseDoesNotOpen) {
         call();
         EXPECT_TRUE(failure.Happened());
       }
-      ExpectLog(log, before + LogLines{"256 Folder type = '" + place.name + "'"} +
-                         (before[0] == ">ObjectNotify"
-                              ? LogLines{"256 Partner PC # = 1", "256 OID = 4711",
-                                         "256 Flag = ONF_CLEAR_CHANGE"}
-                              : LogLines{}) +
-                         Found(place, 1) + kNotOpened +
-                         LogLines{"32 Failed to open database '" + place.database + "'"} +
-                         Destroyed(place, {}) + after);
+      ExpectLog(log, Joined({before, LogLines{"256 Folder type = '" + place.name + "'"},
+                             (before[0] == ">ObjectNotify"
+                                  ? LogLines{"256 Partner PC # = 1", "256 OID = 4711",
+                                             "256 Flag = ONF_CLEAR_CHANGE"}
+                                  : LogLines{}),
+                             Found(place, 1), kNotOpened,
+                             LogLines{"32 Failed to open database '" + place.database + "'"},
+                             Destroyed(place, {}), after}));
     };
     FINDOBJINFO info = {};
     SetName(info.szObjType, place.folder);
@@ -218,14 +219,14 @@ TEST_F(TransferFailureLog, AWriteTellsThatItsDatabaseDoesNotOpen) {
     EXPECT_EQ(Put(place.folder, 1, Bytes(place)), E_UNEXPECTED);
     const std::string packet = isTypes ? "CWktTypePacket" : "CJobPacket";
     ExpectLog(BehindThePacket(log.Take()),
-              Found(place, 1) + kNotOpened +
-                  LogLines{(isTypes ? "32 Failed to open types database '"
-                                    : "32 Failed to open database '") +
-                           place.database + "'"} +
-                  Destroyed(place, {}) +
-                  LogLines{">" + packet + "::~" + packet, "512 Instance = 1",
-                           "<" + packet + "::~" + packet, "8 Result (HRESULT) = -2147418113",
-                           "<CDataHandler::SetPacket"});
+              Joined({Found(place, 1), kNotOpened,
+                      LogLines{(isTypes ? "32 Failed to open types database '"
+                                        : "32 Failed to open database '") +
+                               place.database + "'"},
+                      Destroyed(place, {}),
+                      LogLines{">" + packet + "::~" + packet, "512 Instance = 1",
+                               "<" + packet + "::~" + packet, "8 Result (HRESULT) = -2147418113",
+                               "<CDataHandler::SetPacket"}}));
   }
 }
 
@@ -280,18 +281,19 @@ TEST_F(TransferFailureLog, ASaveThatFailsLeavesTheDecision) {
         EXPECT_EQ(provider.objectNotify(&notice), c.result);
         EXPECT_TRUE(failure.Happened());
       }
-      ExpectLog(log,
-                LogLines{">ObjectNotify", "256 Folder type = '" + place.name + "'",
-                         "256 Partner PC # = 1", "256 OID = O9"} +
-                    c.flagLines + Found(place, 1) + kOpened + (isTypes ? kTypeRead : kJobRead) +
-                    LogLines{isTypes ? "256 Type id = 'R'; Name = 'Name'"
-                                     : "256 Job id = 'R'; Title = 'Title'"} +
-                    c.decided + LogLines{"256 Saving changes"} +
-                    (isTypes ? TypeWriteRefused("Name") : JobWriteRefused("Title", "3/2/26")) +
-                    LogLines{isTypes ? "32 Failed to modify type in database"
-                                     : "32 Failed to modify job in database"} +
-                    (isTypes ? kTypeGone : kJobGone) + Destroyed(place, kClosing) +
-                    LogLines{"8 Result (BOOL) = " + std::to_string(c.result), "<ObjectNotify"});
+      ExpectLog(
+          log,
+          Joined({LogLines{">ObjectNotify", "256 Folder type = '" + place.name + "'",
+                           "256 Partner PC # = 1", "256 OID = O9"},
+                  c.flagLines, Found(place, 1), kOpened, (isTypes ? kTypeRead : kJobRead),
+                  LogLines{isTypes ? "256 Type id = 'R'; Name = 'Name'"
+                                   : "256 Job id = 'R'; Title = 'Title'"},
+                  c.decided, LogLines{"256 Saving changes"},
+                  (isTypes ? TypeWriteRefused("Name") : JobWriteRefused("Title", "3/2/26")),
+                  LogLines{isTypes ? "32 Failed to modify type in database"
+                                   : "32 Failed to modify job in database"},
+                  (isTypes ? kTypeGone : kJobGone), Destroyed(place, kClosing),
+                  LogLines{"8 Result (BOOL) = " + std::to_string(c.result), "<ObjectNotify"}}));
       const bool isMarked = c.flags != ONF_CLEAR_CHANGE;
       EXPECT_EQ(notice.cOidChg, isMarked ? 1u : 0u);
       EXPECT_EQ(notice.poid, isMarked ? &notice.oidObject : nullptr);
@@ -307,14 +309,15 @@ TEST_F(TransferFailureLog, ADeletionThatFailsIsTold) {
     const CEOID oid = Add(place);
     const FailingCall failure("CeDeleteRecord", 1, ERROR_INVALID_PARAMETER);
     EXPECT_EQ(Delete(place.folder, oid), E_UNEXPECTED);
-    ExpectLog(log, LogLines{">CDataHandler::DeleteObj", "256 Folder type = '" + place.name + "'"} +
-                       Found(place, 1) + kOpened + (isTypes ? kTypeRead : kJobRead) +
-                       (isTypes ? LogLines{"256 Deleting type; Type id = 'R'; Name = 'Name'",
-                                           "32 Failed to delete type"}
-                                : LogLines{"256 Deleting job; Job id = 'R'; Title = 'Title'",
-                                           "32 Failed to delete job"}) +
-                       (isTypes ? kTypeGone : kJobGone) + Destroyed(place, kClosing) +
-                       LogLines{"8 Result (HRESULT) = -2147418113", "<CDataHandler::DeleteObj"});
+    ExpectLog(
+        log, Joined({LogLines{">CDataHandler::DeleteObj", "256 Folder type = '" + place.name + "'"},
+                     Found(place, 1), kOpened, (isTypes ? kTypeRead : kJobRead),
+                     (isTypes ? LogLines{"256 Deleting type; Type id = 'R'; Name = 'Name'",
+                                         "32 Failed to delete type"}
+                              : LogLines{"256 Deleting job; Job id = 'R'; Title = 'Title'",
+                                         "32 Failed to delete job"}),
+                     (isTypes ? kTypeGone : kJobGone), Destroyed(place, kClosing),
+                     LogLines{"8 Result (HRESULT) = -2147418113", "<CDataHandler::DeleteObj"}}));
   }
 }
 
@@ -329,14 +332,14 @@ TEST_F(TransferFailureLog, AModificationThatFailsIsTold) {
     const auto from =
         std::find(lines.begin(), lines.end(), "256 Marking as synchronized for partner PC # 1");
     ExpectLog(LogLines(from, lines.end()),
-              LogLines{"256 Marking as synchronized for partner PC # 1",
-                       isTypes ? "256 Modifying existing type in database"
-                               : "256 Modifying existing job in database"} +
-                  (isTypes ? TypeWriteRefused("Sent") : JobWriteRefused("Sent", "3/1/26")) +
-                  (isTypes ? kTypeGone : kJobGone) + Destroyed(place, kClosing) +
-                  LogLines{">" + packet + "::~" + packet, "512 Instance = 1",
-                           "<" + packet + "::~" + packet, "8 Result (HRESULT) = -2147418113",
-                           "<CDataHandler::SetPacket"});
+              Joined({LogLines{"256 Marking as synchronized for partner PC # 1",
+                               isTypes ? "256 Modifying existing type in database"
+                                       : "256 Modifying existing job in database"},
+                      (isTypes ? TypeWriteRefused("Sent") : JobWriteRefused("Sent", "3/1/26")),
+                      (isTypes ? kTypeGone : kJobGone), Destroyed(place, kClosing),
+                      LogLines{">" + packet + "::~" + packet, "512 Instance = 1",
+                               "<" + packet + "::~" + packet, "8 Result (HRESULT) = -2147418113",
+                               "<CDataHandler::SetPacket"}}));
   }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <initializer_list>
+
 #include "tests/support/LogCapture.h"
 
 // Parts of the provider's log that several whole logs have in common.
@@ -8,6 +10,14 @@ namespace wkt::test {
 inline LogLines operator+(LogLines first, const LogLines& second) {
   first.insert(first.end(), second.begin(), second.end());
   return first;
+}
+
+// The parts one after the other.
+inline LogLines Joined(std::initializer_list<LogLines> parts) {
+  LogLines whole;
+  for (const LogLines& part : parts)
+    whole.insert(whole.end(), part.begin(), part.end());
+  return whole;
 }
 
 // The start-up upgrade: both databases as objects, none of them open when they are made and go.
