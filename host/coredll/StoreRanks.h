@@ -41,6 +41,11 @@ class StoreRanks {
   void Forget();
 
  private:
+  static constexpr uint32_t kBlockLevel = 0;
+  static constexpr uint32_t kGroupLevel = 1;
+  static constexpr size_t kMaxKeys = 256;    // of a block
+  static constexpr size_t kMaxBlocks = 256;  // of a group
+
   struct Block {
     std::string first;  // not above the block's first key, above the last one of the block before
     uint32_t count = 0;
