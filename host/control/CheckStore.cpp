@@ -7,6 +7,8 @@
 #include <fstream>
 #include <memory>
 
+#include "host/control/CheckCounts.h"
+#include "host/coredll/StoreFormat.h"
 #include "host/coredll/StoreImage.h"
 #include "host/coredll/StoreSort.h"
 #include "host/coredll/StoreSqlite.h"
@@ -19,8 +21,6 @@ using host::RecordImage;
 using host::StoreRun;
 using host::StoreStatement;
 
-constexpr int64_t kApplicationId = 0x574B5453;
-constexpr int64_t kFormatVersion = 1;
 // Of one kind in one database, so that a wrecked volume still gives a readable list.
 constexpr size_t kMaxFindings = 10;
 
@@ -34,6 +34,7 @@ struct Database {
   std::string name;
   int64_t recordCount, byteCount, nextOid, endOid;
   std::vector<SORTORDERSPECEX> orders;
+  host::StoreCountChanges countChanges;
 };
 
 class Checker {
@@ -67,12 +68,13 @@ class Checker {
     const auto version = Number("PRAGMA user_version");
     if (!application || !version) {
       Find(std::string("cannot be read: ") + sqlite3_errmsg(connection_));
-    } else if (application != kApplicationId) {
+    } else if (application != host::kApplicationId) {
       Find("is no database volume");
-    } else if (version != kFormatVersion) {
+    } else if (version < host::kFirstFormatVersion || version > host::kFormatVersion) {
       Find("has format " + std::to_string(*version) + ", this program knows " +
-           std::to_string(kFormatVersion));
+           std::to_string(host::kFormatVersion));
     } else {
+      isFirstFormat_ = version == host::kFirstFormatVersion;
       return true;
     }
     return false;
@@ -101,9 +103,10 @@ class Checker {
   std::vector<Database> Catalogue() {
     std::vector<Database> databases;
     StoreStatement statement;
-    if (statement.Prepare(connection_,
-                          "SELECT oid, name, nrec, nbytes, sorts, next_oid, end_oid FROM catalogue "
-                          "ORDER BY oid") != SQLITE_OK) {
+    if (statement.Prepare(
+            connection_, std::string("SELECT oid, name, nrec, nbytes, sorts, next_oid, end_oid, ") +
+                             (isFirstFormat_ ? "x''" : "moved") + " FROM catalogue ORDER BY oid") !=
+        SQLITE_OK) {
       Find("has no catalogue");
       return databases;
     }
@@ -115,6 +118,7 @@ class Checker {
                            run.NumberAt(3),
                            run.NumberAt(5),
                            run.NumberAt(6),
+                           {},
                            {}};
       const std::string_view sorts = run.BytesAt(4);
       database.orders.resize(sorts.size() / sizeof(SORTORDERSPECEX));
@@ -131,6 +135,10 @@ class Checker {
       }
       if (database.orders.empty())
         database.orders.push_back(host::OrderByOid());
+      if (!database.countChanges.TakeBytes(run.BytesAt(7), database.orders.size())) {
+        Find("database '" + database.name + "' has changes of counts that cannot be");
+        continue;
+      }
       databases.push_back(std::move(database));
     }
     return databases;
@@ -176,6 +184,12 @@ class Checker {
       Find(of + "has " + std::to_string(places.value_or(0)) +
            " places in its sort orders instead of " + std::to_string(expected));
     }
+    for (uint32_t order = 0; order < database.orders.size(); ++order) {
+      const std::string problem = CheckCounts(connection_, database.oid, order,
+                                              isFirstFormat_ ? "n" : "keys", database.countChanges);
+      if (!problem.empty())
+        Find(of + problem);
+    }
   }
 
   // Empty when the record is whole and in its place in all orders.
@@ -203,6 +217,7 @@ class Checker {
   sqlite3* connection_;
   std::string path_;
   int64_t nextOid_ = 0;
+  bool isFirstFormat_ = false;  // counts stand elsewhere
   std::vector<std::string> findings_;
 };
 

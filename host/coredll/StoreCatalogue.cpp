@@ -1,5 +1,6 @@
 #include "host/coredll/StoreCatalogue.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "host/coredll/Device.h"
@@ -51,7 +52,7 @@ DWORD StoreCatalogue::Load() {
 DWORD StoreCatalogue::ReadRows() {
   if (read_.Prepare(volume_.Connection(),
                     "SELECT oid, name, dbtype, flags, sorts, nrec, nbytes, mtime, next_oid, "
-                    "end_oid FROM catalogue "
+                    "end_oid, moved FROM catalogue "
                     "ORDER BY oid") != SQLITE_OK)
     return volume_.LastFailure();
   std::vector<std::pair<CEOID, CatalogueRow>> rows;
@@ -69,6 +70,8 @@ DWORD StoreCatalogue::ReadRows() {
     row.modified = static_cast<uint64_t>(run.NumberAt(7));
     row.nextOid = static_cast<CEOID>(run.NumberAt(8));
     row.endOid = static_cast<CEOID>(run.NumberAt(9));
+    if (!row.countChanges.TakeBytes(run.BytesAt(10), std::max<size_t>(row.sorts.size(), 1)))
+      return ERROR_READ_FAULT;
     rows.emplace_back(static_cast<CEOID>(run.NumberAt(0)), std::move(row));
   }
   if (code != SQLITE_DONE)

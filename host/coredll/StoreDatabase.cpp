@@ -21,11 +21,11 @@ constexpr const char* kQueries[] = {
     "DELETE FROM record_%u WHERE oid = ?1",
     "INSERT INTO sort_%u(ord, key, oid) VALUES(?1, ?2, ?3)",
     "DELETE FROM sort_%u WHERE ord = ?1 AND key = ?2",
-    "SELECT first, n FROM block_%u WHERE level = ?2 AND ord = ?1 AND first >= ?3 ORDER BY first",
-    "UPDATE block_%u SET n = n + ?4 WHERE level = ?2 AND ord = ?1 AND first = ?3",
-    "INSERT INTO block_%u(ord, level, first, n) VALUES(?1, ?2, ?3, ?4)",
+    "SELECT first, keys FROM block_%u WHERE level = ?2 AND ord = ?1 AND first >= ?3 ORDER BY 1",
+    "UPDATE block_%u SET keys = keys + ?4 WHERE level = ?2 AND ord = ?1 AND first = ?3",
+    "INSERT INTO block_%u(ord, level, first, keys) VALUES(?1, ?2, ?3, ?4)",
     "DELETE FROM block_%u WHERE level = ?2 AND ord = ?1 AND first = ?3",
-    "UPDATE catalogue SET nrec=?1, nbytes=?2, mtime=?3, next_oid=?4, end_oid=?5 WHERE oid = %u",
+    "UPDATE catalogue SET nrec=?1,nbytes=?2,mtime=?3,next_oid=?4,end_oid=?5,moved=?6 WHERE oid=%u",
 };
 static_assert(std::size(kQueries) == static_cast<size_t>(StoreQuery::Count));
 
@@ -34,7 +34,7 @@ constexpr const char* kCreateTables =
     "CREATE TABLE sort_%u(ord INTEGER NOT NULL, key BLOB NOT NULL, oid INTEGER NOT NULL,"
     " PRIMARY KEY(ord, key)) STRICT, WITHOUT ROWID;"
     "CREATE TABLE block_%u(ord INTEGER NOT NULL, level INTEGER NOT NULL, first BLOB NOT NULL,"
-    " n INTEGER NOT NULL, PRIMARY KEY(level, ord, first)) STRICT, WITHOUT ROWID;";
+    " keys INTEGER NOT NULL, PRIMARY KEY(level, ord, first)) STRICT, WITHOUT ROWID;";
 constexpr const char* kDropTables =
     "DROP TABLE record_%u; DROP TABLE sort_%u; DROP TABLE block_%u;";
 
@@ -199,7 +199,18 @@ DWORD StoreDatabase::CreateTables() {
   return ERROR_SUCCESS;
 }
 
+DWORD StoreDatabase::StoreCounts() {
+  for (const auto& ranks : ranks_) {
+    if (const DWORD error = ranks->StoreCounts(); error != ERROR_SUCCESS)
+      return error;
+  }
+  CountChanges().Clear();
+  return ERROR_SUCCESS;
+}
+
 DWORD StoreDatabase::FillOrders() {
+  // Of orders that are no more.
+  CountChanges().Clear();
   if (const DWORD error = Execute("DELETE FROM sort_%u; DELETE FROM block_%u;");
       error != ERROR_SUCCESS)
     return error;
@@ -223,7 +234,7 @@ DWORD StoreDatabase::FillOrders() {
     if (error != ERROR_SUCCESS)
       return error;
   }
-  return code == SQLITE_DONE ? DWORD{ERROR_SUCCESS} : volume_.LastFailure();
+  return code == SQLITE_DONE ? StoreRow(row_) : volume_.LastFailure();
 }
 
 DWORD StoreDatabase::DropTables() {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/coredll/OpenMark.h"
+#include "host/coredll/StoreCountChanges.h"
 #include "host/coredll/StoreImage.h"
 #include "host/coredll/StoreRanks.h"
 #include "host/coredll/StoreSort.h"
@@ -19,16 +20,21 @@ namespace wkt::host {
 class StoreCursor;
 class StoreVolume;
 
-struct CatalogueRow {
-  std::string name;  // UTF-8
-  DWORD type = 0;
-  DWORD flags = 0;  // attribute bits and which members were given at creation
-  std::vector<SORTORDERSPECEX> sorts;
+// What every write of a record changes.
+struct CatalogueCounts {
   uint32_t recordCount = 0;
   uint64_t byteCount = 0;
   uint64_t modified = 0;  // UTC ticks
   CEOID nextOid = 0;      // set aside: nextOid up to, not including, endOid
   CEOID endOid = 0;
+};
+
+struct CatalogueRow : CatalogueCounts {
+  std::string name;  // UTF-8
+  DWORD type = 0;
+  DWORD flags = 0;  // attribute bits and which members were given at creation
+  std::vector<SORTORDERSPECEX> sorts;
+  StoreCountChanges countChanges;
 };
 
 // Statements on a database's own tables.
@@ -71,6 +77,10 @@ class StoreDatabase {
   // The orders in use: the row's, or the one by identifier.
   [[nodiscard]] const std::vector<SORTORDERSPECEX>& Orders() const { return orders_; }
   StoreRanks& Ranks(size_t order) { return *ranks_[order]; }
+  // Those that block_N does not have. Within a write transaction they run ahead of the stored row.
+  StoreCountChanges& CountChanges() { return row_.countChanges; }
+  // Carries all of them into block_N.
+  DWORD StoreCounts();
   // Prepared, unless that failed.
   StoreStatement& Statement(StoreQuery query);
 
@@ -121,12 +131,12 @@ class StoreDatabase {
   DWORD WriteInTransaction(CEOID& oid, std::span<const CEPROPVAL> values, bool& changed);
   DWORD DeleteInTransaction(CEOID oid);
   DWORD ReadOldImage(CEOID oid);
-  DWORD TakeOid(CatalogueRow& row, CEOID& oid);
+  DWORD TakeOid(CatalogueCounts& counts, CEOID& oid);
   DWORD MakeKeys(const RecordImage& image, CEOID oid, std::string KeyChange::*which);
   DWORD CheckUnique(size_t order, const std::string& key, CEOID oid);
   DWORD ChangeKeys(CEOID oid);
   DWORD StoreImageOf(StoreQuery query, CEOID oid);
-  DWORD StoreRow(const CatalogueRow& row);
+  DWORD StoreRow(const CatalogueCounts& counts);
   DWORD HoldCursors();
   DWORD PriorKey(size_t order, std::string_view key, std::string& prior);
   DWORD KeyBeside(StoreQuery query, size_t order, std::string_view key, std::string& found);

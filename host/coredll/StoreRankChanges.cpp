@@ -1,4 +1,5 @@
-// What writing records does to the places of an order.
+// What writing records does to the places of an order. Where blocks are cut or joined, no changes
+// of counts may wait: they name blocks by their places.
 #include <algorithm>
 
 #include "host/coredll/StoreDatabase.h"
@@ -21,6 +22,47 @@ std::string_view Separator(std::string_view below, std::string_view key) {
 }
 
 }  // namespace
+
+DWORD StoreRanks::CountChange(Place place, int keys) {
+  StoreCountChanges& changes = database_.CountChanges();
+  if (changes.Add(order_, place.group, place.block, keys))
+    return ERROR_SUCCESS;
+  const DWORD error = database_.StoreCounts();
+  // There is room now.
+  if (error == ERROR_SUCCESS)
+    static_cast<void>(changes.Add(order_, place.group, place.block, keys));
+  return error;
+}
+
+DWORD StoreRanks::StoreCounts() {
+  std::vector<std::pair<size_t, int64_t>> ofGroups;
+  for (const StoreCountChanges::Change& change : database_.CountChanges().All()) {
+    if (change.order != order_)
+      continue;
+    DWORD error = LoadGroups();
+    if (error == ERROR_SUCCESS && change.group >= groups_.size())
+      error = database_.Volume().LastFailure();
+    if (error == ERROR_SUCCESS)
+      error = LoadBlocks(change.group);
+    if (error == ERROR_SUCCESS)
+      error =
+          ChangeCount(kBlockLevel, groups_[change.group].blocks[change.block].first, change.keys);
+    if (error != ERROR_SUCCESS)
+      return error;
+    const auto known = std::find_if(ofGroups.begin(), ofGroups.end(),
+                                    [&](const auto& each) { return each.first == change.group; });
+    if (known != ofGroups.end())
+      known->second += change.keys;
+    else
+      ofGroups.emplace_back(change.group, change.keys);
+  }
+  for (const auto& [group, keys] : ofGroups) {
+    const DWORD error = ChangeCount(kGroupLevel, groups_[group].first, keys);
+    if (error != ERROR_SUCCESS)
+      return error;
+  }
+  return ERROR_SUCCESS;
+}
 
 DWORD StoreRanks::ChangeCount(uint32_t level, std::string_view first, int64_t change) {
   StoreStatement& statement = database_.Statement(StoreQuery::ChangeBlock);
@@ -61,11 +103,8 @@ DWORD StoreRanks::Added(std::string_view key) {
     return error;
   Group& group = groups_[place.group];
   Block& block = group.blocks[place.block];
-  for (const auto& [level, first] :
-       {std::pair{kBlockLevel, &block.first}, std::pair{kGroupLevel, &group.first}}) {
-    if (const DWORD error = ChangeCount(level, *first, 1); error != ERROR_SUCCESS)
-      return error;
-  }
+  if (const DWORD error = CountChange(place, 1); error != ERROR_SUCCESS)
+    return error;
   ++group.count;
   ++block.count;
   group.below.clear();
@@ -90,7 +129,9 @@ DWORD StoreRanks::SplitBlock(Place place) {
   upper.hasKeys = true;
   upper.count = static_cast<uint32_t>(upper.keys.Count());
   lower.count -= upper.count;
-  DWORD error = ChangeCount(kBlockLevel, lower.first, -int64_t{upper.count});
+  DWORD error = database_.StoreCounts();
+  if (error == ERROR_SUCCESS)
+    error = ChangeCount(kBlockLevel, lower.first, -int64_t{upper.count});
   if (error == ERROR_SUCCESS)
     error = InsertRow(kBlockLevel, upper.first, upper.count);
   group.blocks.insert(group.blocks.begin() + static_cast<ptrdiff_t>(place.block) + 1,
@@ -136,11 +177,8 @@ DWORD StoreRanks::Removed(std::string_view key) {
     if (index == block.keys.Count() || block.keys.At(index) != key)
       return database_.Volume().LastFailure();
   }
-  for (const auto& [level, first] :
-       {std::pair{kBlockLevel, &block.first}, std::pair{kGroupLevel, &group.first}}) {
-    if (const DWORD error = ChangeCount(level, *first, -1); error != ERROR_SUCCESS)
-      return error;
-  }
+  if (const DWORD error = CountChange(place, -1); error != ERROR_SUCCESS)
+    return error;
   --group.count;
   --block.count;
   group.below.clear();
@@ -169,7 +207,9 @@ DWORD StoreRanks::MergeBlocks(Place left) {
   std::vector<Block>& blocks = groups_[left.group].blocks;
   Block& lower = blocks[left.block];
   Block& upper = blocks[left.block + 1];
-  DWORD error = ChangeCount(kBlockLevel, lower.first, upper.count);
+  DWORD error = database_.StoreCounts();
+  if (error == ERROR_SUCCESS)
+    error = ChangeCount(kBlockLevel, lower.first, upper.count);
   if (error == ERROR_SUCCESS)
     error = DeleteRow(kBlockLevel, upper.first);
   lower.count += upper.count;
@@ -189,7 +229,9 @@ DWORD StoreRanks::MergeGroups(size_t left) {
   if (lower.blocks.size() + upper.blocks.size() >= kMergeBelow)
     return ERROR_SUCCESS;
   lower.below.clear();
-  DWORD error = ChangeCount(kGroupLevel, lower.first, upper.count);
+  DWORD error = database_.StoreCounts();
+  if (error == ERROR_SUCCESS)
+    error = ChangeCount(kGroupLevel, lower.first, upper.count);
   if (error == ERROR_SUCCESS)
     error = DeleteRow(kGroupLevel, upper.first);
   lower.count += upper.count;

@@ -46,10 +46,40 @@ DWORD StoreRanks::LoadGroups() {
         {std::string(run.BytesAt(0)), static_cast<uint32_t>(run.NumberAt(1)), false, {}});
   }
   // The first group begins below all keys, by an empty text.
-  if (!groups_.empty() && groups_.front().first.empty())
+  if (!groups_.empty() && groups_.front().first.empty() && ApplyToGroups())
     return ERROR_SUCCESS;
   groups_.clear();
   return database_.Volume().LastFailure();
+}
+
+bool StoreRanks::ApplyToGroups() {
+  for (const StoreCountChanges::Change& change : database_.CountChanges().All()) {
+    if (change.order != order_)
+      continue;
+    if (change.group >= groups_.size())
+      return false;
+    // One that is wrong does not have as many keys as its blocks.
+    groups_[change.group].count += static_cast<uint32_t>(change.keys);
+  }
+  return true;
+}
+
+bool StoreRanks::ApplyToBlocks(size_t group) {
+  std::vector<Block>& blocks = groups_[group].blocks;
+  for (const StoreCountChanges::Change& change : database_.CountChanges().All()) {
+    if (change.order != order_ || change.group != group)
+      continue;
+    if (change.block >= blocks.size())
+      return false;
+    blocks[change.block].count += static_cast<uint32_t>(change.keys);
+  }
+  uint64_t total = 0;
+  for (const Block& block : blocks) {
+    if (block.count > kMaxKeys)
+      return false;
+    total += block.count;
+  }
+  return total == groups_[group].count;
 }
 
 DWORD StoreRanks::LoadBlocks(size_t group) {
@@ -59,15 +89,13 @@ DWORD StoreRanks::LoadBlocks(size_t group) {
   wanted.blocks.clear();
   StoreRun run(database_.Statement(StoreQuery::ReadBlocks));
   run.Number(order_).Number(kBlockLevel).Bytes(wanted.first);
-  uint64_t total = 0;
   while (run.Step() == SQLITE_ROW) {
     if (group + 1 < groups_.size() && run.BytesAt(0) >= std::string_view(groups_[group + 1].first))
       break;
     wanted.blocks.push_back(
         {std::string(run.BytesAt(0)), static_cast<uint32_t>(run.NumberAt(1)), false, {}});
-    total += wanted.blocks.back().count;
   }
-  if (wanted.blocks.empty() || wanted.blocks.front().first != wanted.first || total != wanted.count)
+  if (wanted.blocks.empty() || wanted.blocks.front().first != wanted.first || !ApplyToBlocks(group))
     return database_.Volume().LastFailure();
   wanted.isLoaded = true;
   return ERROR_SUCCESS;

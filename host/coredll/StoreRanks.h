@@ -1,10 +1,10 @@
 // Places in a sort order: which record is the nth, and the nth is which.
 //
 // The keys of an order are cut into blocks of at most 256, the blocks into groups of at most 256.
-// Table block_N holds how many keys each block and each group has and where it begins, changed
-// along with sort_N. In memory is what was looked at: the groups, blocks of some groups, keys of
-// some blocks. So a place costs three short searches, however many records there are, and no
-// statement when repeated.
+// Table block_N holds how many keys each block and each group has and where it begins; the last
+// changes stand in the catalogue (StoreCountChanges). In memory is what was looked at: the groups,
+// blocks of some groups, keys of some blocks. So a place costs three short searches, however many
+// records there are, and no statement when repeated.
 #pragma once
 
 #include <memory>
@@ -37,6 +37,8 @@ class StoreRanks {
   DWORD Removed(std::string_view key);
   // The first block and group of a new order. Counts come by Added.
   DWORD Create();
+  // Carries this order's changes into block_N. They are still waiting afterwards.
+  DWORD StoreCounts();
 
   void Forget();
 
@@ -67,9 +69,12 @@ class StoreRanks {
   DWORD Locate(std::string_view key, Place& place);
   DWORD LoadGroups();
   DWORD LoadBlocks(size_t group);
+  bool ApplyToGroups();
+  bool ApplyToBlocks(size_t group);
   DWORD LoadKeys(Block& block);
   void DropKeys(Block& block);
   void MakeRoom();
+  DWORD CountChange(Place place, int keys);
   DWORD ChangeCount(uint32_t level, std::string_view first, int64_t change);
   DWORD InsertRow(uint32_t level, std::string_view first, uint32_t count);
   DWORD DeleteRow(uint32_t level, std::string_view first);

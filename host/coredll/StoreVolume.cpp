@@ -9,16 +9,13 @@
 
 #include "host/coredll/Device.h"
 #include "host/coredll/StoreCatalogue.h"
-#include "host/coredll/StoreSchema.h"
+#include "host/coredll/StoreFormat.h"
 #include "platform/Errors.h"
 
 namespace wkt::host {
 
 namespace {
 
-// "WKTS", at a fixed place of the file's first page.
-constexpr int64_t kApplicationId = 0x574B5453;
-constexpr int64_t kFormatVersion = 1;
 constexpr int kBusyMilliseconds = 10'000;
 
 // Databases of all volumes; the golden ratio spreads the files.
@@ -113,7 +110,7 @@ DWORD StoreVolume::Prepare(const Request& request) {
   } else if (application != kApplicationId) {
     ReportFile("is no database volume");
     return ERROR_ACCESS_DENIED;
-  } else if (version != kFormatVersion) {
+  } else if (version < kFirstFormatVersion || version > kFormatVersion) {
     ReportFile("is of a newer format");
     return ERROR_ACCESS_DENIED;
   }
@@ -121,6 +118,12 @@ DWORD StoreVolume::Prepare(const Request& request) {
                               "PRAGMA cell_size_check=ON", "PRAGMA trusted_schema=OFF"}) {
     if (const DWORD error = Execute(setting); error != ERROR_SUCCESS)
       return error;
+  }
+  if (version == kFirstFormatVersion) {
+    if (const DWORD error = Upgrade(); error != ERROR_SUCCESS) {
+      ReportFile("cannot be brought to the present format");
+      return error;
+    }
   }
   sqlite3_wal_hook(
       connection_,
@@ -136,37 +139,6 @@ DWORD StoreVolume::Prepare(const Request& request) {
     isKnown_ = false;
   }
   return error;
-}
-
-DWORD StoreVolume::MakeSchema(const Request& request) {
-  bool ok = true;
-  CEOID firstOid = request.firstOid;
-  CEOID lastOid = request.lastOid;
-  if (request.takeRange != nullptr) {
-    if (const DWORD error = request.takeRange(firstOid, lastOid); error != ERROR_SUCCESS)
-      return error;
-  }
-  for (const char* setting : {"PRAGMA page_size=4096", "PRAGMA auto_vacuum=INCREMENTAL",
-                              "PRAGMA journal_mode=WAL", "BEGIN IMMEDIATE"}) {
-    if (const DWORD error = Execute(setting); error != ERROR_SUCCESS)
-      return error;
-  }
-  // Another process may have been faster.
-  if (PragmaNumber("SELECT count(*) FROM sqlite_schema", ok) != 0)
-    return Execute("ROLLBACK");
-  char identity[256];
-  sqlite3_snprintf(
-      sizeof identity, identity,
-      "INSERT INTO volume(id, guid, next_oid, last_oid) VALUES(1, randomblob(16), %u, %u);"
-      "PRAGMA application_id=%lld; PRAGMA user_version=%lld;",
-      firstOid, lastOid, kApplicationId, kFormatVersion);
-  for (const char* step : {kStoreSchema, static_cast<const char*>(identity), "COMMIT"}) {
-    if (const DWORD error = ok ? Execute(step) : LastFailure(); error != ERROR_SUCCESS) {
-      sqlite3_exec(connection_, "ROLLBACK", nullptr, nullptr, nullptr);
-      return error;
-    }
-  }
-  return ERROR_SUCCESS;
 }
 
 DWORD StoreVolume::ReadIdentity(bool isObjectStore) {

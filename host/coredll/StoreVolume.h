@@ -124,6 +124,8 @@ class StoreVolume {
   DWORD OpenFile(const Request& request);
   DWORD Prepare(const Request& request);
   DWORD MakeSchema(const Request& request);
+  DWORD Upgrade();
+  DWORD UpgradeInTransaction();
   DWORD ReadIdentity(bool isObjectStore);
   void ReportFile(const char* what) const;
   DWORD Execute(const char* text);

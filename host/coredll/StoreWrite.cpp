@@ -76,16 +76,16 @@ DWORD StoreDatabase::WriteInTransaction(CEOID& oid, std::span<const CEPROPVAL> v
   if (!isNew && newImage_ == oldImage_)
     return ERROR_SUCCESS;
 
-  CatalogueRow row = row_;
+  CatalogueCounts counts = row_;
   if (isNew) {
-    if (const DWORD error = TakeOid(row, oid); error != ERROR_SUCCESS)
+    if (const DWORD error = TakeOid(counts, oid); error != ERROR_SUCCESS)
       return error;
-    ++row.recordCount;
+    ++counts.recordCount;
   } else {
-    row.byteCount -= oldImage_.size();
+    counts.byteCount -= oldImage_.size();
   }
-  row.byteCount += newImage_.size();
-  row.modified = NowTicks();
+  counts.byteCount += newImage_.size();
+  counts.modified = NowTicks();
   DWORD error = MakeKeys(*image, oid, &KeyChange::after);
   if (error == ERROR_SUCCESS)
     error = HoldCursors();
@@ -94,7 +94,7 @@ DWORD StoreDatabase::WriteInTransaction(CEOID& oid, std::span<const CEPROPVAL> v
   if (error == ERROR_SUCCESS)
     error = ChangeKeys(oid);
   if (error == ERROR_SUCCESS)
-    error = StoreRow(row);
+    error = StoreRow(counts);
   changed = true;
   return error;
 }
@@ -147,11 +147,11 @@ DWORD StoreDatabase::DeleteInTransaction(CEOID oid) {
   }
   if (error == ERROR_SUCCESS)
     error = ChangeKeys(oid);
-  CatalogueRow row = row_;
-  --row.recordCount;
-  row.byteCount -= oldImage_.size();
-  row.modified = NowTicks();
-  return error == ERROR_SUCCESS ? StoreRow(row) : error;
+  CatalogueCounts counts = row_;
+  --counts.recordCount;
+  counts.byteCount -= oldImage_.size();
+  counts.modified = NowTicks();
+  return error == ERROR_SUCCESS ? StoreRow(counts) : error;
 }
 
 // Which record comes next for a cursor is looked up late; a change of the order must not change it.
@@ -166,15 +166,15 @@ DWORD StoreDatabase::HoldCursors() {
   return ERROR_SUCCESS;
 }
 
-DWORD StoreDatabase::TakeOid(CatalogueRow& row, CEOID& oid) {
-  if (row.nextOid == row.endOid) {
+DWORD StoreDatabase::TakeOid(CatalogueCounts& counts, CEOID& oid) {
+  if (counts.nextOid == counts.endOid) {
     const CEOID first = volume_.ReserveOids(kOidsSetAside);
     if (first == 0)
       return ERROR_DISK_FULL;
-    row.nextOid = first;
-    row.endOid = first + kOidsSetAside;
+    counts.nextOid = first;
+    counts.endOid = first + kOidsSetAside;
   }
-  oid = row.nextOid++;
+  oid = counts.nextOid++;
   return ERROR_SUCCESS;
 }
 
@@ -243,17 +243,17 @@ DWORD StoreDatabase::StoreImageOf(StoreQuery query, CEOID oid) {
                                 : volume_.LastFailure();
 }
 
-DWORD StoreDatabase::StoreRow(const CatalogueRow& row) {
+DWORD StoreDatabase::StoreRow(const CatalogueCounts& counts) {
   StoreStatement& statement = Statement(StoreQuery::UpdateCatalogue);
   if (!statement.IsPrepared())
     return volume_.LastFailure();
   StoreRun run(statement);
-  run.Number(row.recordCount).Number(static_cast<int64_t>(row.byteCount));
-  run.Number(static_cast<int64_t>(row.modified)).Number(row.nextOid).Number(row.endOid);
-  const DWORD error = run.Finish();
+  run.Number(counts.recordCount).Number(static_cast<int64_t>(counts.byteCount));
+  run.Number(static_cast<int64_t>(counts.modified)).Number(counts.nextOid).Number(counts.endOid);
+  const DWORD error = run.Bytes(row_.countChanges.Bytes()).Finish();
   // Should the commit fail, everything cached is dropped.
   if (error == ERROR_SUCCESS)
-    row_ = row;
+    static_cast<CatalogueCounts&>(row_) = counts;
   return error;
 }
 

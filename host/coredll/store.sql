@@ -20,7 +20,8 @@ CREATE TABLE catalogue(
   nbytes INTEGER NOT NULL DEFAULT 0,                  -- of all record images
   mtime INTEGER NOT NULL DEFAULT 0,                   -- UTC, 100 ns ticks since 1601
   next_oid INTEGER NOT NULL DEFAULT 0,                -- identifiers set aside for this database:
-  end_oid INTEGER NOT NULL DEFAULT 0                  -- next_oid up to, not including, end_oid
+  end_oid INTEGER NOT NULL DEFAULT 0,                 -- next_oid up to, not including, end_oid
+  moved BLOB NOT NULL DEFAULT x''                     -- what the counts in block_N lack
 ) STRICT;
 
 -- Ranges of object identifiers that this device gave to volumes: the identifiers' highest byte. Used in the

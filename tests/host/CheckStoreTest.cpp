@@ -96,7 +96,22 @@ TEST_F(CheckStore, LostPlacesAreNamed) {
   Execute("DELETE FROM sort_" + number + " WHERE ord = 1 AND oid = " + std::to_string(record));
   ExpectFindings({"database 'Things' record " + std::to_string(record) +
                       " is not in its place in sort order 1",
-                  "database 'Things' has 39 places in its sort orders instead of 40"});
+                  "database 'Things' has 39 places in its sort orders instead of 40",
+                  "database 'Things' miscounts its places in sort order 1"});
+}
+
+TEST_F(CheckStore, WrongCountsOfPlacesAreNamed) {
+  const auto of = [](int order) { return " in sort order " + std::to_string(order); };
+  Execute("UPDATE block_" + number + " SET keys = keys + 1 WHERE level = 0 AND ord = 1");
+  ExpectFindings({"database 'Things' miscounts its places" + of(1)});
+  Execute("UPDATE block_" + number + " SET keys = keys + 1 WHERE level = 1 AND ord = 0");
+  ExpectFindings({"database 'Things' miscounts its places" + of(0),
+                  "database 'Things' miscounts its places" + of(1)});
+  Execute("DELETE FROM block_" + number + " WHERE level = 1 AND ord = 0");
+  ExpectFindings({"database 'Things' has no counts of its places" + of(0),
+                  "database 'Things' miscounts its places" + of(1)});
+  Execute("UPDATE catalogue SET moved = x'00'");
+  ExpectFindings({"database 'Things' has changes of counts that cannot be"});
 }
 
 TEST_F(CheckStore, MovedPlacesAreNamed) {
@@ -135,7 +150,7 @@ TEST_F(CheckStore, MissingTablesAreNamed) {
 
 TEST_F(CheckStore, NewerAndForeignFilesAreNamed) {
   Execute("PRAGMA user_version = 9");
-  ExpectFindings({"has format 9, this program knows 1"});
+  ExpectFindings({"has format 9, this program knows 2"});
   Execute("PRAGMA application_id = 1");
   ExpectFindings({"is no database volume"});
 }

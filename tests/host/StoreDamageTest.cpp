@@ -98,7 +98,7 @@ TEST_F(StoreFile, ANewerFormatIsRefusedAndLeftAlone) {
   wkt::control::LeaveDevice();
   sqlite3* connection = nullptr;
   ASSERT_EQ(sqlite3_open(File().c_str(), &connection), SQLITE_OK);
-  ASSERT_EQ(sqlite3_exec(connection, "PRAGMA user_version=2", nullptr, nullptr, nullptr),
+  ASSERT_EQ(sqlite3_exec(connection, "PRAGMA user_version=3", nullptr, nullptr, nullptr),
             SQLITE_OK);
   sqlite3_close(connection);
   const std::string content = Content(File());

@@ -7,6 +7,7 @@
 #include <array>
 #include <random>
 
+#include "host/control/CheckStore.h"
 #include "tests/host/StoreWriter.h"
 #include "tests/support/DatabaseHelp.h"
 #include "tests/support/DeskDevice.h"
@@ -99,6 +100,8 @@ TEST(StoreKill, EveryAcknowledgedCallIsThereAndAtMostTheOneInFlight) {
     EXPECT_NE(CeOidGetInfoEx2(&store, database, &info), FALSE);
     EXPECT_EQ(info.infDatabase.dwNumRecords, total);
     CloseHandle(handle);
+    EXPECT_EQ(wkt::control::CheckVolume(device.Folder() + "/store.vol"),
+              std::vector<std::string>());
   }
   EXPECT_EQ(IntegrityOf(device.Folder() + "/store.vol"), "ok");
   EXPECT_GT(calls, static_cast<uint32_t>(kills)) << "the writers hardly wrote";

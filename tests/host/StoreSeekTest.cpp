@@ -207,8 +207,9 @@ class Other {
     const std::string number = std::to_string(database);
     const std::string which = " WHERE oid = " + std::to_string(record) + ";";
     Run("BEGIN IMMEDIATE; DELETE FROM record_" + number + which + "DELETE FROM sort_" + number +
-        which + "UPDATE block_" + number + " SET n = n - 1; UPDATE catalogue SET nrec = nrec - 1" +
-        " WHERE oid = " + number + "; COMMIT");
+        which + "UPDATE block_" + number +
+        " SET keys = keys - 1; UPDATE catalogue SET nrec = nrec - 1" + " WHERE oid = " + number +
+        "; COMMIT");
   }
 
  private:
