@@ -49,7 +49,8 @@ class StoreCounts : public DeskDeviceTest {
     Open();
   }
   void Insert(LONG number) {
-    const CEOID made = Write(handle, 0, {LongValue(1, number), LongValue(2, number * 7919 % 1000)});
+    const CEOID made =
+        Write(handle, 0, {LongValue(1, number), LongValue(2, number % 1009 * 7919 % 1000)});
     ASSERT_NE(made, 0u) << GetLastError();
     places.emplace(number, made);
   }
