@@ -8,10 +8,6 @@ constexpr int32_t kSplitCapacity = 100;
 constexpr WCHAR kQuote = u'"';
 constexpr WCHAR kLineFeed = u'\n';
 
-bool IsOneOf(WCHAR character, const WCHAR* set) {
-  return character != 0 && wcschr(set, character) != nullptr;
-}
-
 }  // namespace
 
 TextScanner::TextScanner(const WCHAR* newText, WideString::Source source) {
@@ -29,6 +25,14 @@ void TextScanner::Continue(const WCHAR* newText, WideString::Source source) {
   if (lineCount < 0)
     lineCount = 0;
   status = *position ? Status::Ready : Status::AtEnd;
+}
+
+void TextScanner::SetBlankLines(bool on) {
+  lineFeedIsBlank = on;
+}
+
+void TextScanner::SetSpecialCharacter(WCHAR character) {
+  specialCharacter = character;
 }
 
 bool TextScanner::HasMoreText() {
@@ -88,7 +92,7 @@ bool TextScanner::SkipTo(WCHAR character) {
 
 bool TextScanner::SkipRun(const WCHAR* separators) {
   while (HasMoreText()) {
-    if (!IsOneOf(*position, separators))
+    if (!wcschr(separators, *position))
       return true;
     Pass(position + 1);
   }

@@ -25,9 +25,9 @@ class TextScanner {
   // Line feeds passed so far; -1 before any text is set.
   [[nodiscard]] int32_t GetLineCount() const { return lineCount; }
   // With the option a line feed counts as a blank.
-  virtual void SetBlankLines(bool on) { lineFeedIsBlank = on; }
+  virtual void SetBlankLines(bool on);
   // One more character that `SkipBlanks` passes over; 0 = none.
-  virtual void SetSpecialCharacter(WCHAR character) { specialCharacter = character; }
+  virtual void SetSpecialCharacter(WCHAR character);
 
   // The present character, or -1 at the end; `Get` also passes it.
   virtual int32_t Peek();

@@ -45,7 +45,7 @@ bool ToSystemTime(const FILETIME& time, BOOL isLocal, SYSTEMTIME& out) {
 
 // The buffer becomes the text's own; what the platform could not format is empty.
 void TakeFormatted(WideString& out, WCHAR* buffer, int unitCount) {
-  if (buffer && unitCount <= 0)
+  if (unitCount <= 0)
     buffer[0] = 0;
   out = WideString::Adopt(buffer);
 }

@@ -130,6 +130,15 @@ TEST_F(JobChangeRule, SetModificationTimeTellsOfADifferentTimeOrWhenForced) {
   EXPECT_FALSE(RecordPeek::IsModified(*job));
 }
 
+TEST_F(JobChangeRule, TimesThatDifferInTheirHighHalvesOnlyDiffer) {
+  constexpr uint64_t kHighHalf = uint64_t{1} << 32;
+  job->SetModificationTime(TicksToTime(before + kHighHalf), FALSE);
+  EXPECT_EQ(observer.count, 1);
+  job->SetStartTime(TicksToTime(Ticks(job->GetStartTime()) + kHighHalf));
+  EXPECT_EQ(observer.count, 2);
+  EXPECT_TRUE(RecordPeek::IsModified(*job));
+}
+
 TEST_F(JobChangeRule, SetModifiedTellsThoughNoFieldChanged) {
   job->SetModified(TRUE);
   EXPECT_EQ(observer.count, 1);
@@ -196,6 +205,29 @@ TEST_F(JobFill, ChangeAfterTheFillStampsAtOnce) {
   job->SetTitle(u"a");
   device.StepClockMilliseconds(2000);
   EXPECT_EQ(Ticks(job->GetModificationTime()), kStartTicks);
+}
+
+TEST_F(JobFill, StoredTimeOfARecordWithoutAnythingElseIsItsTime) {
+  CJobLean fresh(FALSE);
+  {
+    const FillScope<CJobLean> filling(fresh);
+    fresh.SetModificationTime(TicksToTime(5), FALSE);
+  }
+  EXPECT_EQ(Ticks(fresh.GetModificationTime()), 5u);
+  EXPECT_FALSE(RecordPeek::IsModified(fresh));
+}
+
+// A fresh record's times are made when somebody asks. An observer is told of changes only, so they
+// have to be there when a stored time is held against them.
+TEST_F(JobFill, ObserverOfAFreshRecordIsToldOfATimeThatDiffersOnly) {
+  CJobLean fresh(FALSE);
+  fresh.SetObserver(&observer);
+  const FillScope<CJobLean> filling(fresh);
+  fresh.SetModificationTime(TicksToTime(kStartTicks), FALSE);
+  fresh.SetStartTime(TicksToTime(kStartTicks));
+  EXPECT_EQ(observer.count, 0);
+  fresh.SetStartTime(TicksToTime(kStartTicks + 1));
+  EXPECT_EQ(observer.count, 1);
 }
 
 TEST_F(JobFill, ObserverSeesEachChange) {

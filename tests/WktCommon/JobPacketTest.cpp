@@ -48,6 +48,23 @@ TEST_F(JobPacket, FreshPacketHasItsDefaults) {
   EXPECT_EQ(Ticks(packet.GetLocalDayAsFileTime()), now);
 }
 
+// The four default times are written together, and none of them over one that was set.
+TEST_F(JobPacket, EachTimeThatWasSetIsKeptBesideTheDefaults) {
+  using Times = std::vector<uint64_t>;
+  void (CJobPacket::*const setters[])(FILETIME) = {
+      &CJobPacket::SetModificationTime, &CJobPacket::SetStartTime, &CJobPacket::SetEndTime,
+      &CJobPacket::SetLocalDayAsFileTime};
+  for (size_t i = 0; i < std::size(setters); ++i) {
+    CJobPacket packet(1);
+    (packet.*setters[i])(TicksToTime(5));
+    Times expected(4, kStartTicks);
+    expected[i] = 5;
+    EXPECT_EQ((Times{Ticks(packet.GetModificationTime()), Ticks(packet.GetStartTime()),
+                     Ticks(packet.GetEndTime()), Ticks(packet.GetLocalDayAsFileTime())}),
+              expected);
+  }
+}
+
 TEST_F(JobPacket, DefaultVersionEndsInABlank) {
   const std::vector<uint8_t> bytes = Encode(CJobPacket(1));
   EXPECT_EQ(UnitsAt(bytes, 30, 4), std::string("22 \0", 4));

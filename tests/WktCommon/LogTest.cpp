@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdarg>
+#include <string>
+
+#include "WktCommon/JobLean.h"
 #include "WktCommon/WideString.h"
 #include "platform/Errors.h"
 #include "tests/support/AllocationCounter.h"
@@ -94,6 +98,27 @@ TEST_F(LogTest, AScopeWritesEnterLeaveAndItsResultByType) {
   EXPECT_EQ(capture.Take(),
             (LogLines{">Outer", "8 Result (HRESULT) = -2147418113", ">Inner", "8 Result (BOOL) = 1",
                       "<Inner", "8 Result (bool) = 0", "8 Result (CEOID) = -1", "<Outer"}));
+}
+
+// Each of the three is enough, so that what is made for a listener only is made for it.
+TEST_F(LogTest, ALibraryWithAnyOneOfTheThreeNamesHears) {
+  EXPECT_FALSE(wkt::IsHeard());
+  const CJobLean unheard(TRUE);
+  wkt::logState.writeEnter = [](const char*) {};
+  EXPECT_TRUE(wkt::IsHeard());
+  wkt::logState = {};
+  wkt::logState.write = [](DWORD, const WCHAR*, va_list) {};
+  EXPECT_TRUE(wkt::IsHeard());
+  wkt::logState = {};
+  static std::string left;
+  left.clear();
+  wkt::logState.writeLeave = [](const char* functionName) {
+    left += std::string(functionName) + ";";
+  };
+  { const CJobLean job(TRUE); }
+  EXPECT_EQ(left,
+            "CWktUtilLean::CreateOwnGUID;CWktUtilLean::CreateGUID;CJobLean::CJobLean;CJobLean::~"
+            "CJobLean;");
 }
 
 TEST_F(LogTest, AMissingTextIsLoggedAsNull) {

@@ -130,6 +130,8 @@ TEST_F(RegistryKeyTest, NumbersOfAnotherTypeReadAsTheDefault) {
   const BYTE eight[8] = {1, 2, 3, 4, 5, 6, 7, 8};
   SetBytes(u"Long", REG_DWORD, eight, sizeof(eight));
   EXPECT_EQ(key.ReadDword(u"Long", 5), 5);
+  SetBytes(u"Bytes", REG_BINARY, eight, 4);
+  EXPECT_EQ(key.ReadDword(u"Bytes", 5), 5);
 }
 
 TEST_F(RegistryKeyTest, TextsOfAnotherTypeReadAsEmpty) {

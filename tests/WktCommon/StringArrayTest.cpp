@@ -184,6 +184,8 @@ TEST(StringArray, EqualAsSetsLooksOneWayOnly) {
   // Every text of the other occurs; that the reverse does not hold is not asked.
   EXPECT_TRUE(ArrayOf({u"a", u"b"}).EqualsAsSets(ArrayOf({u"a", u"a"})));
   EXPECT_FALSE(ArrayOf({u"a", u"a"}).EqualsAsSets(ArrayOf({u"a", u"b"})));
+  const StringArray list = ArrayOf({u"a", u"b"});
+  EXPECT_TRUE(list.EqualsAsSets(StringArray(list)));
 }
 
 TEST(StringArray, AnEmptyListCostsNothingAndAShortOneThreeBlocks) {
@@ -198,6 +200,44 @@ TEST(StringArray, AnEmptyListCostsNothingAndAShortOneThreeBlocks) {
   persons.Add(WideString(u"third"));
   EXPECT_EQ(counter.Count(), 5u);
   EXPECT_EQ(persons.GetCapacity(), 100);
+}
+
+// 2^24 places; no string object is made before its place is used.
+TEST(StringArray, AFullListOfTheLargestCapacityTakesNoMore) {
+  wkt::ClearAllocationFailure();
+  StringArray array(0x01000000, 0x01000000);
+  EXPECT_FALSE(wkt::AllocationFailed());
+  array.Add(u"one too many");
+  EXPECT_TRUE(wkt::AllocationFailed());
+  EXPECT_EQ(array.GetCount(), 0x01000000);
+  EXPECT_EQ(array.GetCapacity(), 0x01000000);
+  wkt::ClearAllocationFailure();
+}
+
+TEST(StringArray, WithoutMemoryAListHasNoCapacity) {
+  wkt::ClearAllocationFailure();
+  const AllocationFailure failure(1);
+  const StringArray array(7, 3);
+  EXPECT_TRUE(failure.Happened());
+  EXPECT_TRUE(wkt::AllocationFailed());
+  EXPECT_EQ(Shown(array), "[]");
+  EXPECT_EQ(array.GetCapacity(), 0);
+  wkt::ClearAllocationFailure();
+}
+
+// A copy needs a list of its own before it can change.
+TEST(StringArray, WithoutMemoryNothingIsRemovedFromACopy) {
+  const StringArray shared = ArrayOf({u"a", u"b"});
+  for (size_t nth = 1; nth <= 2; ++nth) {
+    wkt::ClearAllocationFailure();
+    StringArray array(shared);
+    const AllocationFailure failure(nth);
+    array.RemoveAt(0);
+    EXPECT_TRUE(failure.Happened()) << nth;
+    EXPECT_TRUE(wkt::AllocationFailed()) << nth;
+    EXPECT_EQ(Shown(array), "[a|b]") << nth;
+  }
+  wkt::ClearAllocationFailure();
 }
 
 TEST(StringArray, JoiningPutsTheSeparatorBetween) {

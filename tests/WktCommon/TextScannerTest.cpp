@@ -172,6 +172,10 @@ TEST(TextScanner, ReadsQuotedTextWithDoubledQuotes) {
   EXPECT_TRUE(scanner.ReadQuoted(piece));
   EXPECT_EQ(Narrow(piece.c_str()), "open");
   EXPECT_TRUE(scanner.IsAtEnd());
+  scanner.SetText(u"\"", WideString::Source::Copy);
+  EXPECT_TRUE(scanner.ReadQuoted(piece));
+  EXPECT_EQ(Narrow(piece.c_str()), "");
+  EXPECT_TRUE(scanner.IsAtEnd());
 }
 
 TEST(TextScanner, ReadsLinesAndClasses) {

@@ -4,40 +4,15 @@
 
 #include <functional>
 #include <string>
+#include <tuple>
 #include <utility>
 
 #include "WktCommon/RegistryKey.h"
 #include "host/control/Calls.h"
+#include "tests/WktCommon/TimesTest.h"
 #include "tests/support/AllocationCounter.h"
-#include "tests/support/DeskDevice.h"
-#include "tests/support/Text.h"
 
 namespace {
-
-using wkt::test::Narrow;
-
-FILETIME Ticks(uint64_t ticks) {
-  return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
-}
-uint64_t Ticks(const FILETIME& time) {
-  return uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
-}
-FILETIME At(WORD year, WORD month, WORD day, WORD hour = 0, WORD minute = 0, WORD second = 0) {
-  const SYSTEMTIME time = {year, month, 0, day, hour, minute, second, 0};
-  FILETIME out = {};
-  EXPECT_TRUE(SystemTimeToFileTime(&time, &out));
-  return out;
-}
-std::string DateOf(const FILETIME& time, BOOL isLocal, int style) {
-  WideString text(u"before");
-  EXPECT_EQ(&FormatDateText(text, time, isLocal, style), &text);
-  return Narrow(text.c_str());
-}
-std::string TimeOf(const FILETIME& time, BOOL isLocal, BOOL adjust, int flags) {
-  WideString text(u"before");
-  EXPECT_EQ(&FormatTimeText(text, time, isLocal, adjust, flags), &text);
-  return Narrow(text.c_str());
-}
 
 class TimesTest : public wkt::test::DeskDeviceTest {
  protected:
@@ -289,6 +264,32 @@ TEST_F(TimesTest, ATransitionOnADayThatDoesNotExistIsTheBeginningOfTime) {
   // In 2023 the first Sunday is the 2nd and the fifth the 30th.
   EXPECT_EQ(GetDaylightBiasAt(At(2023, 1, 15)), 0);
   EXPECT_EQ(GetDaylightBiasAt(At(2023, 4, 30, 2)), -60);
+}
+
+TEST_F(TimesTest, AMonthThatDoesNotExistCountsAsJanuary) {
+  for (const WORD month : {WORD{0}, WORD{13}, WORD{65535}}) {
+    const SYSTEMTIME rule = {0, month, 4, 1, 0, 0, 0, 0};
+    SYSTEMTIME out = {};
+    ComputeTransitionDate(out, rule, 2026);
+    EXPECT_EQ(out.wDay, 1) << "January 1st, 2026 is a Thursday";
+    EXPECT_EQ(out.wMonth, month);
+  }
+}
+
+// A zone has both transitions or none.
+TEST_F(TimesTest, WithoutOneOfTheTransitionsThereIsNoBias) {
+  TIME_ZONE_INFORMATION zone = {};
+  zone.DaylightBias = -60;
+  CRegistryKey key(HKEY_LOCAL_MACHINE, u"Time", TRUE, FALSE);
+  const SYSTEMTIME october = {0, 10, 0, 5, 3, 0, 0, 0};
+  const SYSTEMTIME march = {0, 3, 0, 5, 2, 0, 0, 0};
+  for (const auto& [standard, daylight, bias] :
+       {std::tuple{october, march, -60}, {october, SYSTEMTIME{}, 0}, {SYSTEMTIME{}, march, 0}}) {
+    zone.StandardDate = standard;
+    zone.DaylightDate = daylight;
+    ASSERT_TRUE(key.WriteValue(u"TimeZoneInformation", REG_BINARY, &zone, sizeof(zone)));
+    EXPECT_EQ(GetDaylightBiasAt(At(2026, 7, 15)), bias);
+  }
 }
 
 TEST_F(TimesTest, TheFlagsChooseTheTimesParts) {

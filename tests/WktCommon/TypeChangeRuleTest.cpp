@@ -172,6 +172,30 @@ TEST_F(TypeFill, ChangingNothingStampsNothing) {
   EXPECT_EQ(Ticks(type->GetModificationTime()), before);
 }
 
+TEST_F(TypeFill, StoredTimeOfARecordWithoutAnythingElseIsItsTime) {
+  CWktTypeLean fresh(FALSE);
+  {
+    const FillScope<CWktTypeLean> filling(fresh);
+    fresh.SetModificationTime(TicksToTime(5), FALSE);
+  }
+  EXPECT_EQ(Ticks(fresh.GetModificationTime()), 5u);
+  EXPECT_FALSE(fresh.IsChanged());
+}
+
+// A fresh record's times are made when somebody asks. Observers are told of changes only, so they
+// have to be there when a stored time is held against them.
+TEST_F(TypeFill, ObserversOfAFreshRecordAreToldOfATimeThatDiffersOnly) {
+  CWktTypeLean fresh(FALSE);
+  fresh.SetObservers(&observers);
+  const FillScope<CWktTypeLean> filling(fresh);
+  fresh.SetModificationTime(TicksToTime(kStartTicks), FALSE);
+  fresh.SetCreationTime(TicksToTime(kStartTicks));
+  EXPECT_EQ(observer.count, 0);
+  fresh.SetCreationTime(TicksToTime(kStartTicks + 1));
+  EXPECT_EQ(observer.count, 1);
+  EXPECT_EQ(second.count, 1);
+}
+
 TEST_F(TypeFill, ObserversSeeEachChange) {
   const FillScope<CWktTypeLean> filling(*type);
   type->SetName1(u"a");

@@ -151,6 +151,33 @@ TEST(WideString, ComparesWholeTextsExactly) {
   }
   EXPECT_FALSE(text.Equals(static_cast<const WCHAR*>(nullptr)));
   EXPECT_TRUE(WideString().Equals(static_cast<const WCHAR*>(nullptr)));
+  EXPECT_TRUE(text.Equals(WideString(text))) << "one text with two handles";
+}
+
+TEST(WideString, NoTextAndTheEmptyTextAreTheSame) {
+  EXPECT_TRUE(wkt::TextsEqual(nullptr, nullptr));
+  EXPECT_TRUE(wkt::TextsEqual(nullptr, u""));
+  EXPECT_TRUE(wkt::TextsEqual(u"", nullptr));
+  EXPECT_FALSE(wkt::TextsEqual(nullptr, u"a"));
+  EXPECT_FALSE(wkt::TextsEqual(u"a", nullptr));
+}
+
+TEST(WideString, WithoutMemoryABorrowedTextIsEmpty) {
+  wkt::ClearAllocationFailure();
+  const AllocationFailure failure(1);
+  const WideString text(u"borrowed", WideString::Source::Borrow);
+  EXPECT_TRUE(failure.Happened());
+  EXPECT_TRUE(text.IsEmpty());
+  EXPECT_TRUE(wkt::AllocationFailed());
+  wkt::ClearAllocationFailure();
+}
+
+TEST(WideString, TwoBorrowedTextsCompareLikeAnyOthers) {
+  const WideString left(u"Job", WideString::Source::Borrow);
+  const WCHAR right[] = u"Job";
+  EXPECT_TRUE(left.Equals(WideString(right, WideString::Source::Borrow)));
+  EXPECT_TRUE(left.Equals(WideString(u"Job")));
+  EXPECT_FALSE(left.Equals(WideString(u"job", WideString::Source::Borrow)));
 }
 
 TEST(WideString, IsMadeFromSignedDecimals) {

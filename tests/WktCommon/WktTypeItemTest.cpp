@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
+#include "WktCommon/Allocation.h"
 #include "WktCommon/TextScanner.h"
 #include "WktCommon/WktTypeKinds.h"
+#include "tests/support/AllocationCounter.h"
 #include "tests/support/DeskDevice.h"
 #include "tests/support/RandomItem.h"
 #include "tests/support/RecordPeek.h"
@@ -284,6 +287,35 @@ TEST_F(Kind5Record, CloneHasNoListButTheText) {
   const TypePtr copy(record.Clone());
   EXPECT_EQ(static_cast<CWktTypeKind5*>(copy.get())->GetItemList(), nullptr);
   EXPECT_EQ(copy->GetUnused1().c_str(), Block(u"one"));
+}
+
+// The list ends before the first item that found no memory, so none stands in another's place.
+TEST_F(Kind5Record, WithoutMemoryTheListEndsEarly) {
+  const std::u16string two = Block(u"one") + Block(u"two");
+  record.SetItemList(&items);
+  std::set<size_t> counts;
+  for (const auto extent :
+       {AllocationFailure::Extent::OnlyThis, AllocationFailure::Extent::AllLater}) {
+    bool happened = true;
+    for (size_t nth = 1; happened; ++nth) {
+      ASSERT_LT(nth, 500u);
+      ClearAllocationFailure();
+      record.SetUnused1(u"");
+      {
+        const AllocationFailure failure(nth, extent);
+        record.SetUnused1(two.c_str());
+        happened = failure.Happened();
+      }
+      counts.insert(items.size());
+      EXPECT_EQ(AllocationFailed(), happened) << nth;
+      if (!items.empty()) {
+        EXPECT_NE(Narrow(items[0]->GetId().c_str()), "two") << nth;
+      }
+    }
+  }
+  EXPECT_EQ(counts, (std::set<size_t>{0, 1, 2}));
+  EXPECT_EQ(Narrow(items[1]->GetId().c_str()), "two");
+  ClearAllocationFailure();
 }
 
 TEST_F(Kind5Record, RandomItemsSurviveTheirText) {

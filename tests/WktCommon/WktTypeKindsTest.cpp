@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "WktCommon/Allocation.h"
+#include "tests/support/AllocationCounter.h"
 #include "tests/support/DeskDevice.h"
 #include "tests/support/RecordPeek.h"
 #include "tests/support/Samples.h"
@@ -143,6 +145,35 @@ TEST_F(WktTypeKinds, CloneIsAnUnchangedRecordOfTheSameClass) {
     copy->SetModificationTime(type->GetModificationTime(), FALSE);
     ExpectEqualTypes(*copy, *type);
   }
+}
+
+TEST_F(WktTypeKinds, WithoutMemoryThereIsNoClone) {
+  for (int kind = 1; kind <= 6; ++kind) {
+    const TypePtr type(kind == 6 ? NewObject<CWktTypeItem>() : MakeType(kind, FALSE));
+    ClearAllocationFailure();
+    const AllocationFailure failure(1, AllocationFailure::Extent::AllLater);
+    EXPECT_EQ(type->Clone(), nullptr) << kind;
+    EXPECT_TRUE(AllocationFailed()) << kind;
+  }
+  ClearAllocationFailure();
+}
+
+// Kind 2 counts a record without a parent as its own root.
+TEST_F(WktTypeKinds, ARecordWithoutParentIsItsOwnRootOnlyWhereThatCounts) {
+  struct Child : CWktTypeLean {
+    Child() : CWktTypeLean(FALSE) {}
+    [[nodiscard]] WideString GetParentId() const override { return WideString(parentId); }
+    using CWktTypeLean::FindRoot;
+    using CWktTypeLean::OwnRoot;
+    const WCHAR* parentId = u"";
+  };
+  const CWktTypeLean* const top = Add(u"top", u"");
+  Child type;
+  EXPECT_EQ(type.FindRoot(types, Child::OwnRoot::Counts), &type);
+  EXPECT_EQ(type.FindRoot(types, Child::OwnRoot::DoesNotCount), nullptr);
+  type.parentId = u"top";
+  EXPECT_EQ(type.FindRoot(types, Child::OwnRoot::Counts), top);
+  EXPECT_EQ(type.FindRoot(types, Child::OwnRoot::DoesNotCount), top);
 }
 
 TEST_F(WktTypeKinds, CloneOfAPlainRecordIsPlain) {

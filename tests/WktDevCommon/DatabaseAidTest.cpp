@@ -163,6 +163,27 @@ TEST_F(DatabaseAid, OpeningAnotherNameReplacesTheFirst) {
   EXPECT_TRUE(wkt::test::HasDatabase(u"Other"));
 }
 
+TEST_F(DatabaseAid, OpeningNoNameForgetsTheFirst) {
+  CJobDatabase database(u"WktDevJobs");
+  ASSERT_TRUE(database.Open(TRUE));
+  log.Take();
+  EXPECT_EQ(database.OpenDatabase(nullptr, FALSE), FALSE);
+  EXPECT_EQ(database.GetName(), nullptr);
+  EXPECT_FALSE(database.IsOpen());
+  ExpectLog(log, {
+                     ">CDatabaseAid::OpenDatabase",
+                     ">CDatabaseAid::CloseDatabase",
+                     "256 Closing handle = H1",
+                     "<CDatabaseAid::CloseDatabase",
+                     ">CDatabaseAid::FindDatabase",
+                     "4 pDBName = 'NULL'",
+                     "8 Result (CEOID) = 0",
+                     "<CDatabaseAid::FindDatabase",
+                     "<CDatabaseAid::OpenDatabase",
+                 });
+  EXPECT_EQ(database.Open(FALSE), FALSE);
+}
+
 TEST_F(DatabaseAid, LeavesAnOpenDatabaseAlone) {
   CJobDatabase database(u"WktDevJobs");
   ASSERT_TRUE(database.Open(TRUE));

@@ -179,6 +179,22 @@ TEST_F(JobUpgrade, LeavesARecordOfThePresentLayoutWhenTheVersionIsLost) {
   EXPECT_EQ(Texts(u"WktDevJobs", mixed), "'' '7' ''");
 }
 
+// Of the three numbers some are missing: their texts are empty, and a record with none of them but
+// with texts is one of the present layout.
+TEST_F(JobUpgrade, ANumberThatIsMissingIsNoIdentifier) {
+  RawDatabase favorites(u"WktDevFavJobs");
+  favorite = favorites.Add(OldRawJob(u"F", 1, 2, 3).Remove(0x40050003));
+  const CEOID none = favorites.Add(
+      OldRawJob(u"N", 1, 2, 3).Remove(0x40050003).Remove(0x40060003).Remove(0x40070003));
+  RawDatabase jobs(u"WktDevJobs");
+  daily = jobs.Add(RawJob(u"D").Remove(0x40050003).Remove(0x40060003).Remove(0x40070003));
+  CJobDatabase::UpgradeJobDatabases();
+  EXPECT_EQ(Texts(u"WktDevFavJobs", favorite), "'' '2' '3'");
+  EXPECT_EQ(Texts(u"WktDevFavJobs", none), "'' '' ''");
+  EXPECT_EQ(Texts(u"WktDevJobs", daily), "'WT' 'PR' 'TW'");
+  EXPECT_EQ(Version(), 74);
+}
+
 TEST_F(JobUpgrade, RunsTwiceWithTheSameResult) {
   MakeOldDatabases();
   CJobDatabase::UpgradeJobDatabases();

@@ -186,6 +186,38 @@ TEST_F(PropertyTable, LoadingTheSameAgainTellsNobody) {
   EXPECT_EQ(observer.count, 1);
 }
 
+// Values are told by their identifiers, wherever they stand, and those in table order are only met
+// sooner: two neighbours exchanged, at each place, and all of the values counted.
+TEST_F(PropertyTable, FillsValuesInAnyOrder) {
+  const std::vector<CEPROPVAL> filled = values;
+  for (const int count : {-1, static_cast<int>(filled.size())}) {
+    for (size_t first = 0; first < filled.size(); ++first) {
+      const size_t second = (first + 1) % filled.size();
+      std::vector<CEPROPVAL> exchanged(filled.size());
+      for (size_t i = 0; i < filled.size(); ++i)
+        exchanged[i].propid = filled[i].propid;
+      std::swap(exchanged[first], exchanged[second]);
+      CJobDatabase::FillPropValArray(exchanged.data(), &job, count);
+      std::swap(exchanged[first], exchanged[second]);
+      values = exchanged;
+      ExpectWhole(*Load());
+    }
+  }
+}
+
+TEST_F(PropertyTable, FillsNothingForAnIdentifierItDoesNotKnow) {
+  for (size_t at = 0; at < values.size(); ++at) {
+    std::vector<CEPROPVAL> strange(values.size());
+    for (size_t i = 0; i < values.size(); ++i)
+      strange[i].propid = i == at ? 0x4099001F : values[i].propid;
+    strange[at].val.lVal = 1234;
+    CJobDatabase::FillPropValArray(strange.data(), &job, -1);
+    EXPECT_EQ(strange[at].val.lVal, 1234) << at;
+    const size_t other = at == 3 ? 4 : 3;
+    EXPECT_EQ(std::u16string(strange[other].val.lpwstr), other == 3 ? u"Title" : u"Comment") << at;
+  }
+}
+
 TEST_F(PropertyTable, LoadsATypeInAnyOrder) {
   const wkt::TypePtr type(wkt::MakeType(3, FALSE));
   type->SetId(u"T1");

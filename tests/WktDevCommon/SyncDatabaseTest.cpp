@@ -255,7 +255,7 @@ TEST_F(SyncDatabase, ListsTheSameWithoutListeners) {
                                              kSynchronized,
                                              kEditedWhileSynchronized,
                                              u"1101000000000000000"};
-  for (const int kind : {1, 5, 6}) {
+  for (const int kind : {0, 1, 5, 6}) {
     for (const std::u16string& text : flags)
       AddType(kind, text.c_str(), 5 + static_cast<uint64_t>(kind));
   }

@@ -145,6 +145,31 @@ TEST(Attach, AVersionThatCannotBeReadIsZero) {
   EXPECT_EQ(BannerWithout("VerQueryValueW"), kZero);
 }
 
+// The version block says how long its fixed part is: 52 bytes in a whole one.
+TEST_F(AttachTest, AVersionBlockThatIsTooShortReadsAsZero) {
+  constexpr char16_t kFile[] = u"\\Program Files\\Worktally\\WktDevSync.dll";
+  LogCapture capture(device);
+  device.InstallLibraries({"WktDevSync"});
+  const std::string whole = device.ReadFile(kFile);
+  constexpr char16_t kName[] = u"VS_VERSION_INFO";
+  const size_t name = whole.find(std::string(reinterpret_cast<const char*>(kName), sizeof(kName)));
+  ASSERT_NE(name, std::string::npos);
+  ASSERT_EQ(whole.substr(name - 6, 4), std::string("\x5c\0\x34\0", 4)) << "92 bytes, 52 of them";
+  for (const char byteCount : {char{51}, char{52}}) {
+    std::string changed = whole;
+    changed[name - 4] = byteCount;
+    device.WriteFile(kFile, changed);
+    const HMODULE library = LoadLibraryW(kFile);
+    ASSERT_NE(library, nullptr);
+    const LogLines lines = capture.Take();
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.front(), byteCount == 51 ? "1024 WktDevSync.dll version 0.0 build 0 started."
+                                             : "1024 WktDevSync.dll version 4.2 build 1 started.");
+    EXPECT_TRUE(FreeLibrary(library));
+    capture.Take();
+  }
+}
+
 TEST_F(AttachTest, AnInstallPathOfOneSeparatorPutsTheLogFolderIntoTheRoot) {
   device.SetText(u"SOFTWARE\\Worktally", u"InstallPath", u"\\");
   Provider provider(device);

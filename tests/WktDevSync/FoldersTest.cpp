@@ -4,6 +4,7 @@
 
 #include "host/control/Calls.h"
 #include "platform/Errors.h"
+#include "tests/support/AllocationCounter.h"
 #include "tests/support/DeskDevice.h"
 
 namespace {
@@ -71,6 +72,13 @@ TEST_F(FoldersTest, ANetworkPathBeginsWithItsServer) {
   ASSERT_EQ(calls.size(), 2u);
   EXPECT_EQ(calls[0].substr(0, 29), "FindFirstFileW(\"\\\\server\\*\") ");
   EXPECT_EQ(calls[1].substr(0, 36), "CreateDirectoryW(\"\\\\server\", NULL) =");
+}
+
+TEST_F(FoldersTest, WithoutMemoryForThePathThereIsNothingToMake) {
+  const wkt::test::AllocationFailure failure(1, wkt::test::AllocationFailure::Extent::AllLater);
+  for (const WCHAR* const path : {u"\\One\\Two", u"\\\\server\\share"})
+    EXPECT_EQ(Create(path, TRUE), Lines{});
+  EXPECT_TRUE(failure.Happened());
 }
 
 TEST_F(FoldersTest, ADoubledSeparatorInsideIsAComponentWithoutName) {
