@@ -37,7 +37,9 @@ target_compile_options(wkt_device_flags INTERFACE
   -fvisibility=hidden)
 
 if(WKT_COVERAGE)
-  target_compile_options(wkt_device_flags INTERFACE --coverage)
+  # Not optimised, so that each branch of the source stays one. All else is compiled as in the normal build and comes
+  # from its cache.
+  target_compile_options(wkt_device_flags INTERFACE --coverage -O0)
   add_link_options(--coverage)
 endif()
 
