@@ -9,7 +9,6 @@
 namespace {
 
 using wkt::test::ExpectLog;
-using wkt::test::operator+;
 
 using EnumerationLog = EnumerationTest;
 
@@ -33,49 +32,50 @@ TEST_F(EnumerationLog, LogsTheEnumerationOfJobs) {
       "256 Job id = 'J'; Title = 'Title'",
   };
   ExpectLog(wkt::test::WithoutAddresses(log.Take()),
-            Lines{
-                ">CSyncJobDatabase::ReadFindObjectInfo",
-                "4 pFindObjectInfo = A; pcNumber = 0",
-                ">CDatabaseAid::GetDatabaseInfo",
-                ">CDatabaseAid::FindDatabase",
-                "4 pDBName = 'WktDevJobs'",
-                "256 Record count = 2",
-                "8 Result (CEOID) = O1",
-                "<CDatabaseAid::FindDatabase",
-                "8 Result (BOOL) = 1",
-                "<CDatabaseAid::GetDatabaseInfo",
-                "256 Record count = 2",
-                "256 OID = O2",
-            } + loaded +
-                Lines{
-                    "256 Job is not synchronized",
-                    ">CJobLean::~CJobLean",
-                    "512 this = A",
-                    "<CJobLean::~CJobLean",
-                    "256 OID = O3",
-                } +
-                loaded +
-                Lines{
-                    "256 Job is synchronized",
-                    "256 Clearing 'changed during sync' flag",
-                    ">CJobDatabase::ModifyJob",
-                    "512 Job id = 'J'; Title = 'Title'",
-                    ">CJobDatabase::AllocPropertyArray",
-                    "<CJobDatabase::AllocPropertyArray",
-                    ">CJobDatabase::FillPropValArray",
-                    "256 Title = Title",
-                    "256 Local day = 3/2/26 00:00",
-                    "<CJobDatabase::FillPropValArray",
-                    "512 Modification time = 3/2/26 11:00:00",
-                    "8 Result (bool) = 1",
-                    "<CJobDatabase::ModifyJob",
-                    ">CJobLean::~CJobLean",
-                    "512 this = A",
-                    "<CJobLean::~CJobLean",
-                    "256 Changed = 1; Unchanged = 1; Total = 2",
-                    "8 Result (HRESULT) = 0",
-                    "<CSyncJobDatabase::ReadFindObjectInfo",
-                });
+            wkt::test::Joined({{
+                                   ">CSyncJobDatabase::ReadFindObjectInfo",
+                                   "4 pFindObjectInfo = A; pcNumber = 0",
+                                   ">CDatabaseAid::GetDatabaseInfo",
+                                   ">CDatabaseAid::FindDatabase",
+                                   "4 pDBName = 'WktDevJobs'",
+                                   "256 Record count = 2",
+                                   "8 Result (CEOID) = O1",
+                                   "<CDatabaseAid::FindDatabase",
+                                   "8 Result (BOOL) = 1",
+                                   "<CDatabaseAid::GetDatabaseInfo",
+                                   "256 Record count = 2",
+                                   "256 OID = O2",
+                               },
+                               loaded,
+                               {
+                                   "256 Job is not synchronized",
+                                   ">CJobLean::~CJobLean",
+                                   "512 this = A",
+                                   "<CJobLean::~CJobLean",
+                                   "256 OID = O3",
+                               },
+                               loaded,
+                               {
+                                   "256 Job is synchronized",
+                                   "256 Clearing 'changed during sync' flag",
+                                   ">CJobDatabase::ModifyJob",
+                                   "512 Job id = 'J'; Title = 'Title'",
+                                   ">CJobDatabase::AllocPropertyArray",
+                                   "<CJobDatabase::AllocPropertyArray",
+                                   ">CJobDatabase::FillPropValArray",
+                                   "256 Title = Title",
+                                   "256 Local day = 3/2/26 00:00",
+                                   "<CJobDatabase::FillPropValArray",
+                                   "512 Modification time = 3/2/26 11:00:00",
+                                   "8 Result (bool) = 1",
+                                   "<CJobDatabase::ModifyJob",
+                                   ">CJobLean::~CJobLean",
+                                   "512 this = A",
+                                   "<CJobLean::~CJobLean",
+                                   "256 Changed = 1; Unchanged = 1; Total = 2",
+                                   "8 Result (HRESULT) = 0",
+                                   "<CSyncJobDatabase::ReadFindObjectInfo",
+                               }}));
 }
 
 TEST_F(EnumerationLog, LogsTheEnumerationOfTypes) {

@@ -8,7 +8,6 @@ namespace {
 
 using wkt::test::OldRawJob;
 using wkt::test::RawDatabase;
-using wkt::test::operator+;
 
 class JobUpgradeLog : public wkt::test::JobUpgrade {};
 
@@ -102,8 +101,9 @@ TEST_F(JobUpgradeLog, TellsOfBothDatabasesAndEachRecord) {
       "256 Closing handle = H2",
       "<CDatabaseAid::CloseDatabase",
   };
-  wkt::test::ExpectLog(wkt::test::WithoutAddresses(log.Take()),
-                       wkt::test::kUpgradeBegins + inBetween + wkt::test::kUpgradeEnds);
+  wkt::test::ExpectLog(
+      wkt::test::WithoutAddresses(log.Take()),
+      wkt::test::Joined({wkt::test::kUpgradeBegins, inBetween, wkt::test::kUpgradeEnds}));
 }
 
 }  // namespace

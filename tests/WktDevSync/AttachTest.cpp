@@ -15,17 +15,17 @@ using wkt::test::ExpectLog;
 using wkt::test::LogCapture;
 using wkt::test::LogLines;
 using wkt::test::Provider;
-using wkt::test::operator+;
 
-const LogLines kAttach = LogLines{"1024 WktDevSync.dll version 4.2 build 1 started."} +
-                         wkt::test::kUpgradeBegins +
-                         LogLines{
-                             ">CDatabaseAid::FindDatabase",
-                             "4 pDBName = 'WktDevFavJobs'",
-                             "8 Result (CEOID) = 0",
-                             "<CDatabaseAid::FindDatabase",
-                         } +
-                         wkt::test::kUpgradeEnds + LogLines{"<DllMain"};
+const LogLines kAttach = wkt::test::Joined({{"1024 WktDevSync.dll version 4.2 build 1 started."},
+                                            wkt::test::kUpgradeBegins,
+                                            {
+                                                ">CDatabaseAid::FindDatabase",
+                                                "4 pDBName = 'WktDevFavJobs'",
+                                                "8 Result (CEOID) = 0",
+                                                "<CDatabaseAid::FindDatabase",
+                                            },
+                                            wkt::test::kUpgradeEnds,
+                                            {"<DllMain"}});
 
 class AttachTest : public wkt::test::DeskDeviceTest {
  protected:

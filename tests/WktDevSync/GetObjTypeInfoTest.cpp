@@ -15,11 +15,11 @@ namespace {
 
 using wkt::control::FailCall;
 using wkt::test::ExpectLog;
+using wkt::test::Joined;
 using wkt::test::LogCapture;
 using wkt::test::LogLines;
 using wkt::test::Narrow;
 using wkt::test::Provider;
-using wkt::test::operator+;
 
 const LogLines kDailyJobsBegin = {
     ">GetObjTypeInfo",
@@ -86,8 +86,8 @@ class GetObjTypeInfoTest : public wkt::test::DeskDeviceTest {
 
 TEST_F(GetObjTypeInfoTest, AMissingDatabaseIsCreated) {
   EXPECT_EQ(Ask(u"WktActivities"), TRUE);
-  ExpectLog(capture, kDailyJobsBegin + kCreated + kOpened + kInformationRead + kClosed +
-                         kDailyJobsEnd + kDone);
+  ExpectLog(capture, Joined({kDailyJobsBegin, kCreated, kOpened, kInformationRead, kClosed,
+                             kDailyJobsEnd, kDone}));
   EXPECT_EQ(Narrow(info.szName), "WktDevJobs");
   EXPECT_EQ(info.cObjects, 0u);
   EXPECT_EQ(info.cbAllObj, 0u);
@@ -98,8 +98,8 @@ TEST_F(GetObjTypeInfoTest, AnExistingDatabaseIsOpened) {
   EXPECT_EQ(Ask(u"WktActivities"), TRUE);
   capture.Take();
   EXPECT_EQ(Ask(u"WktActivities"), TRUE);
-  ExpectLog(capture, kDailyJobsBegin + kFound + kOpened + kInformationRead + kClosed +
-                         kDailyJobsEnd + kDone);
+  ExpectLog(capture, Joined({kDailyJobsBegin, kFound, kOpened, kInformationRead, kClosed,
+                             kDailyJobsEnd, kDone}));
 }
 
 TEST_F(GetObjTypeInfoTest, EachFolderHasItsDatabase) {
@@ -109,7 +109,7 @@ TEST_F(GetObjTypeInfoTest, EachFolderHasItsDatabase) {
   EXPECT_EQ(Ask(u"WktTypes"), TRUE);
   EXPECT_EQ(Narrow(info.szName), "WktDevTypes");
   LogLines expected =
-      kDailyJobsBegin + kCreated + kOpened + kInformationRead + kClosed + kDailyJobsEnd + kDone;
+      Joined({kDailyJobsBegin, kCreated, kOpened, kInformationRead, kClosed, kDailyJobsEnd, kDone});
   const auto replace = [&expected](const std::string& from, const std::string& to) {
     for (std::string& line : expected) {
       for (size_t at; (at = line.find(from)) != std::string::npos;)
@@ -211,13 +211,14 @@ TEST_F(GetObjTypeInfoTest, AStructureOfAnotherSizeIsRefused) {
   for (const UINT byteCount : {383u, 385u, 0u, 0xFFFFFFFFu}) {
     EXPECT_EQ(Ask(u"WktActivities", byteCount), FALSE);
     const std::string got = std::to_string(static_cast<int32_t>(byteCount));
-    ExpectLog(capture, LogLines{">GetObjTypeInfo",
-                                "16 Wrong structure size. Got " + got + ", expected 384."} +
-                           kRefused);
+    ExpectLog(
+        capture,
+        Joined({{">GetObjTypeInfo", "16 Wrong structure size. Got " + got + ", expected 384."},
+                kRefused}));
     EXPECT_EQ(info.cObjects, 0xA5A5A5A5u);
   }
   EXPECT_EQ(provider.getObjTypeInfo(nullptr), FALSE);
-  ExpectLog(capture, LogLines{">GetObjTypeInfo"} + kRefused);
+  ExpectLog(capture, Joined({{">GetObjTypeInfo"}, kRefused}));
 }
 
 TEST_F(GetObjTypeInfoTest, AnyOtherFolderNameIsUnsupported) {
@@ -225,9 +226,9 @@ TEST_F(GetObjTypeInfoTest, AnyOtherFolderNameIsUnsupported) {
        {u"WktActivities ", u"wktactivities", u"WktActivitie", u" WktActivities", u"WKTTYPES", u"",
         u"WktDevJobs", u"WktTypes\n"}) {
     EXPECT_EQ(Ask(folder), FALSE);
-    ExpectLog(capture, LogLines{">GetObjTypeInfo", "256 Folder type = '" + Narrow(folder) + "'",
-                                "128 Unsupported folder type"} +
-                           kRefused);
+    ExpectLog(capture, Joined({{">GetObjTypeInfo", "256 Folder type = '" + Narrow(folder) + "'",
+                                "128 Unsupported folder type"},
+                               kRefused}));
     EXPECT_EQ(info.cObjects, 0xA5A5A5A5u);
   }
 }
@@ -248,11 +249,13 @@ TEST_F(GetObjTypeInfoTest, ADatabaseThatDoesNotOpenIsAFailure) {
   FailCall("CeOpenDatabaseEx2", 1, ERROR_NOT_ENOUGH_MEMORY);
   EXPECT_EQ(Ask(u"WktActivities"), FALSE);
   EXPECT_FALSE(wkt::control::ClearFailures());
-  ExpectLog(capture, kDailyJobsBegin + kFound +
-                         LogLines{"256 Opened handle = 4294967295", "<CDatabaseAid::OpenDatabase",
-                                  "8 Result (BOOL) = 0", "<CDatabaseAid::Open",
-                                  "32 Failed to open database 'WktDevJobs'"} +
-                         kDailyJobsEnd + kRefused);
+  ExpectLog(capture, Joined({kDailyJobsBegin,
+                             kFound,
+                             {"256 Opened handle = 4294967295", "<CDatabaseAid::OpenDatabase",
+                              "8 Result (BOOL) = 0", "<CDatabaseAid::Open",
+                              "32 Failed to open database 'WktDevJobs'"},
+                             kDailyJobsEnd,
+                             kRefused}));
   EXPECT_EQ(info.cObjects, 0xA5A5A5A5u);
 }
 
@@ -263,11 +266,15 @@ TEST_F(GetObjTypeInfoTest, InformationThatCannotBeReadIsHandedOutAsFarAsItGoes) 
   EXPECT_EQ(Ask(u"WktActivities"), TRUE);
   EXPECT_FALSE(wkt::control::ClearFailures());
   ExpectLog(capture,
-            kDailyJobsBegin + kFound + kOpened +
-                LogLines{"4 pDBName = 'WktDevJobs'", "8 Result (CEOID) = 0",
-                         "<CDatabaseAid::FindDatabase", "8 Result (BOOL) = 0",
-                         "<CDatabaseAid::GetDatabaseInfo", "32 Failed to retrieve database info"} +
-                kClosed + kDailyJobsEnd + kDone);
+            Joined({kDailyJobsBegin,
+                    kFound,
+                    kOpened,
+                    {"4 pDBName = 'WktDevJobs'", "8 Result (CEOID) = 0",
+                     "<CDatabaseAid::FindDatabase", "8 Result (BOOL) = 0",
+                     "<CDatabaseAid::GetDatabaseInfo", "32 Failed to retrieve database info"},
+                    kClosed,
+                    kDailyJobsEnd,
+                    kDone}));
   EXPECT_EQ(Narrow(info.szName), "");
   EXPECT_EQ(info.cObjects, 0u);
 }

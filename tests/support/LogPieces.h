@@ -7,11 +7,6 @@
 // Parts of the provider's log that several whole logs have in common.
 namespace wkt::test {
 
-inline LogLines operator+(LogLines first, const LogLines& second) {
-  first.insert(first.end(), second.begin(), second.end());
-  return first;
-}
-
 // The parts one after the other.
 inline LogLines Joined(std::initializer_list<LogLines> parts) {
   LogLines whole;
