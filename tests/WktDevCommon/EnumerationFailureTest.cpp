@@ -6,6 +6,7 @@
 #include "WktDevCommon/SyncWktTypeDatabase.h"
 #include "tests/WktDevCommon/DatabaseTest.h"
 #include "tests/WktDevCommon/Meanwhile.h"
+#include "tests/support/LogPieces.h"
 #include "tests/support/RawDatabase.h"
 #include "tests/support/RecordedCalls.h"
 #include "tests/support/Text.h"
@@ -132,6 +133,23 @@ class OverflowLog : public DatabaseTest {
     return log.Take();
   }
 
+  // Up to the first record: one was counted.
+  static Lines Begun(const std::string& syncClass, const std::string& name) {
+    return {
+        ">" + syncClass + "::ReadFindObjectInfo",
+        "4 pFindObjectInfo = A; pcNumber = 0",
+        ">CDatabaseAid::GetDatabaseInfo",
+        ">CDatabaseAid::FindDatabase",
+        "4 pDBName = '" + name + "'",
+        "256 Record count = 1",
+        "8 Result (CEOID) = O1",
+        "<CDatabaseAid::FindDatabase",
+        "8 Result (BOOL) = 1",
+        "<CDatabaseAid::GetDatabaseInfo",
+        "256 Record count = 1",
+    };
+  }
+
   FINDOBJINFO info = {};
 };
 
@@ -139,21 +157,8 @@ TEST_F(OverflowLog, OfSynchronizedJobs) {
   const std::string flags = "0010100000000000000";
   const Lines lines = List<CSyncJobDatabase>(
       "WktDevJobs", wkt::test::RawJob(u"J").Set(0x400B001F, wkt::test::Wide(flags)), flags);
-  Lines expected = {
-      ">CSyncJobDatabase::ReadFindObjectInfo",
-      "4 pFindObjectInfo = A; pcNumber = 0",
-      ">CDatabaseAid::GetDatabaseInfo",
-      ">CDatabaseAid::FindDatabase",
-      "4 pDBName = 'WktDevJobs'",
-      "256 Record count = 1",
-      "8 Result (CEOID) = O1",
-      "<CDatabaseAid::FindDatabase",
-      "8 Result (BOOL) = 1",
-      "<CDatabaseAid::GetDatabaseInfo",
-      "256 Record count = 1",
-  };
-  const auto expectJob = [&expected](const std::string& id, const Lines& after) {
-    const Lines listed = {
+  const auto listed = [](const std::string& id) {
+    return Lines{
         id == "J" ? "256 OID = O2" : "256 OID = O3",
         ">CJobDatabase::CreateRecord",
         ">CJobLean::CJobLean",
@@ -168,37 +173,25 @@ TEST_F(OverflowLog, OfSynchronizedJobs) {
         "256 Job id = '" + id + "'; Title = 'Title'",
         "256 Job is synchronized",
     };
-    expected.insert(expected.end(), listed.begin(), listed.end());
-    expected.insert(expected.end(), after.begin(), after.end());
-    expected.insert(expected.end(),
-                    {">CJobLean::~CJobLean", "512 this = A", "<CJobLean::~CJobLean"});
   };
-  expectJob("J", {});
-  expectJob("New", {"16 Unchanged count mismatch"});
-  expected.insert(expected.end(),
-                  {"256 Changed = 0; Unchanged = 1; Total = 1", "8 Result (HRESULT) = 0",
-                   "<CSyncJobDatabase::ReadFindObjectInfo"});
-  ExpectLog(wkt::test::WithoutAddresses(lines), expected);
+  const Lines destroyed = {">CJobLean::~CJobLean", "512 this = A", "<CJobLean::~CJobLean"};
+  const Lines end = {"256 Changed = 0; Unchanged = 1; Total = 1", "8 Result (HRESULT) = 0",
+                     "<CSyncJobDatabase::ReadFindObjectInfo"};
+  ExpectLog(wkt::test::WithoutAddresses(lines),
+            wkt::test::Joined({Begun("CSyncJobDatabase", "WktDevJobs"),
+                               listed("J"),
+                               destroyed,
+                               listed("New"),
+                               {"16 Unchanged count mismatch"},
+                               destroyed,
+                               end}));
 }
 
 TEST_F(OverflowLog, OfChangedTypes) {
   const std::string flags = "0001000000000000000";
   const Lines lines = List<CSyncWktTypeDatabase>("WktDevTypes", wkt::test::RawType(u"T", 1), flags);
-  Lines expected = {
-      ">CSyncWktTypeDatabase::ReadFindObjectInfo",
-      "4 pFindObjectInfo = A; pcNumber = 0",
-      ">CDatabaseAid::GetDatabaseInfo",
-      ">CDatabaseAid::FindDatabase",
-      "4 pDBName = 'WktDevTypes'",
-      "256 Record count = 1",
-      "8 Result (CEOID) = O1",
-      "<CDatabaseAid::FindDatabase",
-      "8 Result (BOOL) = 1",
-      "<CDatabaseAid::GetDatabaseInfo",
-      "256 Record count = 1",
-  };
-  const auto expectType = [&expected](const std::string& id, const Lines& after) {
-    const Lines listed = {
+  const auto listed = [](const std::string& id) {
+    return Lines{
         id == "T" ? "256 OID = O2" : "256 OID = O3",
         "256 Type of type = 1",
         ">CWktTypeDatabase::CreateRecord",
@@ -210,17 +203,19 @@ TEST_F(OverflowLog, OfChangedTypes) {
         "256 Type id = '" + id + "'; Name = 'Name'",
         "256 Type is not synchronized",
     };
-    expected.insert(expected.end(), listed.begin(), listed.end());
-    expected.insert(expected.end(), after.begin(), after.end());
-    expected.insert(expected.end(), {">CWktTypeLean::~CWktTypeLean", "512 this = A",
-                                     "<CWktTypeLean::~CWktTypeLean"});
   };
-  expectType("T", {});
-  expectType("New", {"16 Changed dount mismatch"});
-  expected.insert(expected.end(),
-                  {"256 Changed = 2; Unchanged = 0; Total = 1", "8 Result (HRESULT) = 0",
-                   "<CSyncWktTypeDatabase::ReadFindObjectInfo"});
-  ExpectLog(wkt::test::WithoutAddresses(lines), expected);
+  const Lines destroyed = {">CWktTypeLean::~CWktTypeLean", "512 this = A",
+                           "<CWktTypeLean::~CWktTypeLean"};
+  const Lines end = {"256 Changed = 2; Unchanged = 0; Total = 1", "8 Result (HRESULT) = 0",
+                     "<CSyncWktTypeDatabase::ReadFindObjectInfo"};
+  ExpectLog(wkt::test::WithoutAddresses(lines),
+            wkt::test::Joined({Begun("CSyncWktTypeDatabase", "WktDevTypes"),
+                               listed("T"),
+                               destroyed,
+                               listed("New"),
+                               {"16 Changed dount mismatch"},
+                               destroyed,
+                               end}));
 }
 
 }  // namespace
