@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
-"""Compile the device's libraries for ARMv4 and look at what they need from outside.
+"""Look at what the device's libraries, compiled for ARMv4, need from outside.
 
 Every undefined symbol has to stand in the library's column of device/coredll-functions.txt or in
 device/runtime-names.txt (what the compiler and C++ expect of a runtime). No object may ask for
 constructors at start: the libraries have none. Exit code 1 and one line a finding; 77 when the
 compiler is not installed (1 with WKT_DEVICE_REQUIRED=1).
+
+The objects are those of a device build (--objects), or compiled here where there is none.
 """
 import argparse
 import concurrent.futures
@@ -63,32 +65,44 @@ def symbols(objects):
             continue
         where, kind, name = match.groups()
         if kind in "Uvw":
-            needed.setdefault(name, Path(where).stem)
+            needed.setdefault(name, Path(where).name.split(".")[0])
         else:
             defined.add(name)
     return {name: where for name, where in needed.items() if name not in defined}
 
 
 def start_code(objects):
-    for item in objects:
-        out = subprocess.run(["arm-none-eabi-objdump", "-h", str(item)], capture_output=True,
-                             text=True, check=True).stdout
-        if re.search(r"\.(init_array|ctors|fini_array|dtors)", out):
-            yield item.stem
+    out = subprocess.run(["arm-none-eabi-objdump", "-h", *map(str, objects)], capture_output=True,
+                         text=True, check=True).stdout
+    for part in re.split(r"^(?=\S+: +file format )", out, flags=re.M):
+        if re.search(r"\.(init_array|ctors|fini_array|dtors)", part):
+            yield Path(part.split(": ")[0]).name.split(".")[0]
 
 
-def check(name, sources, functions, runtime, work):
+def compile_all(sources, work):
+    """The objects, and what the compiler complained of."""
     work.mkdir(parents=True, exist_ok=True)
-    targets = {source: work / (source.stem + ".o") for source in sources}
-    if len(set(targets.values())) != len(targets):
-        yield f"{name}: two sources of one file name"
-        return
+    targets = {source: work / (source.name + ".obj") for source in sources}
     with concurrent.futures.ThreadPoolExecutor(2) as pool:
         problems = list(pool.map(lambda item: compile_one(*item), targets.items()))
-    if any(problems):
-        yield from (problem for problem in problems if problem)
+    return list(targets.values()), [problem for problem in problems if problem]
+
+
+def find_all(sources, folder):
+    """The objects that a device build made of the sources, and which it has none of."""
+    found = {source: list(folder.rglob(f"{source.parent.name}/{source.name}.obj")) for source in sources}
+    problems = [f"{source}: {len(there)} objects in {folder}" for source, there in found.items() if len(there) != 1]
+    return [item for objects in found.values() for item in objects], problems
+
+
+def check(name, sources, functions, runtime, built, work):
+    if len({source.name for source in sources}) != len(sources):
+        yield f"{name}: two sources of one file name"
         return
-    objects = list(targets.values())
+    objects, problems = find_all(sources, built / f"{name}_objects.dir") if built else compile_all(sources, work)
+    if problems:
+        yield from problems
+        return
     for symbol, where in sorted(symbols(objects).items()):
         if symbol not in functions and symbol not in runtime:
             yield f"{name}: {where} needs {symbol}, which stands in neither list"
@@ -101,12 +115,14 @@ def main():
     parser.add_argument("--source", action="append", default=[],
                         help="check these sources as a library of their own (for the check's test)")
     parser.add_argument("--column", default="provider")
+    parser.add_argument("--objects", type=Path, help="CMakeFiles of a device build for ARM; not there: compile")
     options = parser.parse_args()
     if not shutil.which(COMPILER):
         print(f"{COMPILER} is not installed: not checked")
         return 1 if os.environ.get("WKT_DEVICE_REQUIRED") == "1" else SKIPPED
     functions_file = ROOT / "device/coredll-functions.txt"
     runtime = {line[0] for line in read_lines(ROOT / "device/runtime-names.txt")}
+    built = options.objects if options.objects and options.objects.is_dir() else None
     found = []
     with tempfile.TemporaryDirectory() as work:
         if options.source:
@@ -117,7 +133,7 @@ def main():
                          for name, (folders, column) in LIBRARIES.items()}
         for name, (sources, column) in libraries.items():
             functions = allowed_functions(functions_file, column)
-            found += check(name, sources, functions, runtime, Path(work) / name)
+            found += check(name, sources, functions, runtime, built, Path(work) / name)
     for finding in found:
         print(finding)
     return 1 if found else 0
