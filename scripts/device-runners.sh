@@ -20,6 +20,9 @@ fi
 sh scripts/fetch-sqlite.sh
 # One cache for all working copies and build folders.
 export CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=1
+# It holds compiled headers back unless it may overlook times and macros of theirs that were not used; what a source
+# includes it learns from the compilation, instead of preprocessing everything first.
+export CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime CCACHE_DEPEND=1
 launcher=
 ! command -v ccache >/dev/null || launcher=ccache
 for machine in arm x86; do
