@@ -134,16 +134,16 @@ void AddBackupCommands(Shell& shell) {
     bool replace = false;
   };
   const auto arguments = std::make_shared<Arguments>();
-  CLI::App* backup = AddCommand(shell, shell.app, "backup");
-  backup->add_option("HOME", arguments->folder, "A device or a partner's folder")->required();
-  backup->add_option("FILE", arguments->file, "The file to write")->required();
-  backup->callback([&shell, arguments] { Backup(shell, arguments->folder, arguments->file); });
+  const Command backup = AddCommand(shell, shell.root, "backup");
+  backup.AddOperand("HOME", &arguments->folder, "A device or a partner's folder");
+  backup.AddOperand("FILE", &arguments->file, "The file to write");
+  backup.SetAction([&shell, arguments] { Backup(shell, arguments->folder, arguments->file); });
 
-  CLI::App* restore = AddCommand(shell, shell.app, "restore");
-  restore->add_option("HOME", arguments->folder, "The folder to make or to replace")->required();
-  restore->add_option("FILE", arguments->file, "A backup")->required();
-  restore->add_flag("--replace", arguments->replace, "Replace what is there");
-  restore->callback([&shell, arguments] {
+  const Command restore = AddCommand(shell, shell.root, "restore");
+  restore.AddOperand("HOME", &arguments->folder, "The folder to make or to replace");
+  restore.AddOperand("FILE", &arguments->file, "A backup");
+  restore.AddFlag("--replace", &arguments->replace, "Replace what is there");
+  restore.SetAction([&shell, arguments] {
     Restore(shell, arguments->folder, arguments->file, arguments->replace);
   });
 }

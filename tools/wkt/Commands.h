@@ -2,16 +2,16 @@
 // returns through `exitCode`.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 
 #include "desktop/partner/Failure.h"
+#include "tools/wkt/CommandLine.h"
 #include "tools/wkt/Output.h"
 
 namespace wkt::tool {
 
 struct Shell {
-  CLI::App& app;
+  Command root;
   OutputOptions output;
   ExitCode exitCode = ExitCode::Done;
   std::string program;  // path of the command itself
@@ -19,7 +19,7 @@ struct Shell {
 
 void AddDeviceCommands(Shell& shell);
 // Below "device".
-void AddUpkeepCommands(Shell& shell, CLI::App& device);
+void AddUpkeepCommands(Shell& shell, Command device);
 void AddRecordCommands(Shell& shell);
 void AddSyncCommand(Shell& shell);
 void AddImportCommand(Shell& shell);
@@ -30,6 +30,6 @@ void AddPacketCommands(Shell& shell);
 void AddTraceCommands(Shell& shell);
 
 // A sub-command with its texts from the table of help (name with blanks: "device new").
-CLI::App* AddCommand(Shell& shell, CLI::App& parent, const std::string& name);
+Command AddCommand(Shell& shell, Command parent, const std::string& name);
 
 }  // namespace wkt::tool

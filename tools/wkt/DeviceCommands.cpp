@@ -189,44 +189,44 @@ void SetDevice(Shell& shell, const DeviceArguments& arguments) {
   Print(shell.output, DeviceReport(arguments.folder), DeviceText);
 }
 
-void AddSettings(CLI::App* command, DeviceArguments* arguments) {
-  command->add_option("--zone", arguments->zone, "Time zone, such as Europe/Vienna");
-  command->add_option("--locale", arguments->locale, "Language and country, such as de-AT");
-  command->add_option("--clock", arguments->clock,
-                      "Stop the clock at this instant; 'run' lets it go");
-  command->add_option("--seed", arguments->seed, "Fix the tick counter, so that identifiers repeat")
-      ->check(CLI::Range(0u, UINT32_MAX));
-  command->add_option("--durability", arguments->durability, "When writes reach the disk")
-      ->check(CLI::IsMember({"full", "relaxed", "off"}));
+void AddSettings(Command command, DeviceArguments* arguments) {
+  command.AddOption("--zone", &arguments->zone, "Time zone, such as Europe/Vienna");
+  command.AddOption("--locale", &arguments->locale, "Language and country, such as de-AT");
+  command.AddOption("--clock", &arguments->clock,
+                    "Stop the clock at this instant; 'run' lets it go");
+  command.AddOption("--seed", &arguments->seed, "Fix the tick counter, so that identifiers repeat")
+      .InRange(0u, UINT32_MAX);
+  command.AddOption("--durability", &arguments->durability, "When writes reach the disk")
+      .OneOf({"full", "relaxed", "off"});
 }
 
 }  // namespace
 
 void AddDeviceCommands(Shell& shell) {
-  CLI::App* device = AddCommand(shell, shell.app, "device");
-  device->require_subcommand(1);
+  const Command device = AddCommand(shell, shell.root, "device");
+  device.RequireCommand();
   const auto arguments = std::make_shared<DeviceArguments>();
 
-  CLI::App* make = AddCommand(shell, *device, "device new");
-  make->add_option("DIR", arguments->folder, "Folder of the new device")->required();
+  const Command make = AddCommand(shell, device, "device new");
+  make.AddOperand("DIR", &arguments->folder, "Folder of the new device");
   AddSettings(make, arguments.get());
-  make->add_option("--volume", arguments->volume,
-                   "Name a database volume in the registry, and make it");
-  make->add_flag("--log", arguments->withLog, "Install the logging library, too");
-  make->callback([&shell, arguments] { NewDevice(shell, *arguments); });
+  make.AddOption("--volume", &arguments->volume,
+                 "Name a database volume in the registry, and make it");
+  make.AddFlag("--log", &arguments->withLog, "Install the logging library, too");
+  make.SetAction([&shell, arguments] { NewDevice(shell, *arguments); });
 
-  CLI::App* show = AddCommand(shell, *device, "device show");
-  show->add_option("DIR", arguments->folder, "A device")->required();
-  show->callback([&shell, arguments] {
+  const Command show = AddCommand(shell, device, "device show");
+  show.AddOperand("DIR", &arguments->folder, "A device");
+  show.SetAction([&shell, arguments] {
     UseDevice(arguments->folder);
     Print(shell.output, DeviceReport(arguments->folder), DeviceText);
   });
 
-  CLI::App* set = AddCommand(shell, *device, "device set");
-  set->add_option("DIR", arguments->folder, "A device")->required();
+  const Command set = AddCommand(shell, device, "device set");
+  set.AddOperand("DIR", &arguments->folder, "A device");
   AddSettings(set, arguments.get());
-  set->callback([&shell, arguments] { SetDevice(shell, *arguments); });
-  AddUpkeepCommands(shell, *device);
+  set.SetAction([&shell, arguments] { SetDevice(shell, *arguments); });
+  AddUpkeepCommands(shell, device);
 }
 
 }  // namespace wkt::tool

@@ -107,21 +107,18 @@ void Export(const ExportArguments& arguments) {
 
 void AddExportCommand(Shell& shell) {
   const auto arguments = std::make_shared<ExportArguments>();
-  CLI::App* command = AddCommand(shell, shell.app, "export");
-  command->add_option("HOME", arguments->home, "A device or a partner's folder")->required();
-  CLI::Option* json = command->get_option("--json");
-  json->description("Everything as JSON; so it is without --csv and --ics");
-  CLI::Option* csv =
-      command->add_flag("--csv", arguments->csv, "One folder as CSV")->excludes(json);
-  command->add_flag("--ics", arguments->calendar, "Jobs as iCalendar")
-      ->excludes(csv)
-      ->excludes(json);
-  command->add_option("--folder", arguments->folder, "The folder for --csv")
-      ->needs(csv)
-      ->check(CLI::IsMember({"jobs", "favorites", "types"}));
-  command->add_option("--from", arguments->from, "First day of jobs");
-  command->add_option("--to", arguments->to, "Last day of jobs");
-  command->callback([arguments] { Export(*arguments); });
+  const Command command = AddCommand(shell, shell.root, "export");
+  command.AddOperand("HOME", &arguments->home, "A device or a partner's folder");
+  const Option json = command.GetOption("--json").SetDescription(
+      "Everything as JSON; so it is without --csv and --ics");
+  const Option csv = command.AddFlag("--csv", &arguments->csv, "One folder as CSV").Excludes(json);
+  command.AddFlag("--ics", &arguments->calendar, "Jobs as iCalendar").Excludes(csv).Excludes(json);
+  command.AddOption("--folder", &arguments->folder, "The folder for --csv")
+      .Needs(csv)
+      .OneOf({"jobs", "favorites", "types"});
+  command.AddOption("--from", &arguments->from, "First day of jobs");
+  command.AddOption("--to", &arguments->to, "Last day of jobs");
+  command.SetAction([arguments] { Export(*arguments); });
 }
 
 }  // namespace wkt::tool

@@ -208,17 +208,17 @@ void Import(Shell& shell, const ImportArguments& arguments) {
 
 void AddImportCommand(Shell& shell) {
   const auto arguments = std::make_shared<ImportArguments>();
-  CLI::App* command = AddCommand(shell, shell.app, "import");
-  command->add_option("HOME", arguments->home, "A device or a partner's folder")->required();
-  command->add_option("FILE", arguments->file, "The file to read")->required();
-  command->add_option("--zone", arguments->zone,
-                      "Time zone of times without one; the home's own when missing");
-  CLI::Option* in = command->add_option("--in", arguments->columns.in,
-                                        "CSV of a time clock: heading of the column with the "
-                                        "start");
-  in->needs(command->add_option("--out", arguments->columns.out, "... with the end")->needs(in));
+  const Command command = AddCommand(shell, shell.root, "import");
+  command.AddOperand("HOME", &arguments->home, "A device or a partner's folder");
+  command.AddOperand("FILE", &arguments->file, "The file to read");
+  command.AddOption("--zone", &arguments->zone,
+                    "Time zone of times without one; the home's own when missing");
+  const Option in = command.AddOption("--in", &arguments->columns.in,
+                                      "CSV of a time clock: heading of the column with the "
+                                      "start");
+  in.Needs(command.AddOption("--out", &arguments->columns.out, "... with the end").Needs(in));
   const auto column = [&](const char* name, std::string* heading, const char* description) {
-    command->add_option(name, *heading, description)->needs(in);
+    command.AddOption(name, heading, description).Needs(in);
   };
   column("--date-column", &arguments->columns.date,
          "... with the day, when start and end are times of day");
@@ -230,14 +230,14 @@ void AddImportCommand(Shell& shell) {
   column("--teamwork-column", &arguments->columns.teamwork, "... with the teamwork");
   column("--person-column", &arguments->columns.person, "... with the persons, ';' between them");
   command
-      ->add_option("--separator", arguments->separator,
-                   "What stands between the columns: , ; or tab")
-      ->needs(in)
-      ->check(CLI::IsMember({",", ";", "tab"}));
-  command->add_flag("--dry-run", arguments->dryRun, "Read and check the file; add nothing");
-  command->add_flag("--skip-bad", arguments->skipBad,
-                    "Leave out entries that cannot be read, and say which");
-  command->callback([&shell, arguments] {
+      .AddOption("--separator", &arguments->separator,
+                 "What stands between the columns: , ; or tab")
+      .Needs(in)
+      .OneOf({",", ";", "tab"});
+  command.AddFlag("--dry-run", &arguments->dryRun, "Read and check the file; add nothing");
+  command.AddFlag("--skip-bad", &arguments->skipBad,
+                  "Leave out entries that cannot be read, and say which");
+  command.SetAction([&shell, arguments] {
     arguments->columns.separator = arguments->separator == "tab" ? '\t' : arguments->separator[0];
     Import(shell, *arguments);
   });

@@ -54,42 +54,36 @@ std::string Examples(std::string_view examples) {
   return text + ".RE\n.fi\n";
 }
 
-bool IsSaidOnce(const CLI::Option* option) {
-  const std::string name = option->get_name(false, true);
-  return name.find("--help") != std::string::npos || name == "--json";
+bool IsSaidOnce(const OptionText& option) {
+  return option.name.find("--help") != std::string::npos || option.name == "--json";
 }
 
 // "HOME FILE"
-std::string Operands(const CLI::App& command) {
+std::string Operands(Command command) {
   std::string text;
-  for (const CLI::Option* option : command.get_options()) {
-    if (option->get_positional()) {
-      const std::string name = option->get_name(true, false);
-      text += option->get_required() ? " " + name : " [" + name + "]";
+  for (const OptionText& option : command.Options()) {
+    if (option.isOperand) {
+      text += option.isRequired ? " " + option.name : " [" + option.name + "]";
     }
   }
   return text;
 }
 
-std::string Options(const CLI::App& command) {
+std::string Options(Command command) {
   std::string text;
-  for (const CLI::Option* option : command.get_options()) {
+  for (const OptionText& option : command.Options()) {
     if (IsSaidOnce(option)) {
       continue;
     }
-    const bool isOperand = option->get_positional();
-    text += ".TP\n.B " + Plain(option->get_name(isOperand, !isOperand));
-    text += isOperand || option->get_items_expected_max() == 0
-                ? "\n"
-                : " " + Plain(option->get_type_name().empty() ? "VALUE" : option->get_type_name()) +
-                      "\n";
-    text += Plain(option->get_description()) + "\n";
+    text += ".TP\n.B " + Plain(option.name) +
+            (option.value.empty() ? "" : " " + Plain(option.value)) + "\n" + Plain(option.meaning) +
+            "\n";
   }
   return text;
 }
 
-void AddCommandText(const CLI::App& command, const std::string& name, std::string* page) {
-  const auto subcommands = command.get_subcommands([](const CLI::App*) { return true; });
+void AddCommandText(Command command, const std::string& name, std::string* page) {
+  const std::vector<Command> subcommands = command.Commands();
   if (subcommands.empty()) {
     const CommandHelp& help = HelpOf(name);
     *page += ".SS wkt " + Plain(name + Operands(command)) + "\n" + Plain(help.summary) + ".\n";
@@ -101,21 +95,21 @@ void AddCommandText(const CLI::App& command, const std::string& name, std::strin
       *page += Examples(help.examples);
     }
   }
-  for (const CLI::App* subcommand : subcommands) {
-    AddCommandText(*subcommand, name + " " + subcommand->get_name(), page);
+  for (const Command& subcommand : subcommands) {
+    AddCommandText(subcommand, name + " " + subcommand.Name(), page);
   }
 }
 
 }  // namespace
 
-std::string ManualPage(const CLI::App& app) {
-  std::string page = ".TH WKT 1\n.SH NAME\nwkt \\- " + Plain(app.get_description()) +
+std::string ManualPage(Command root) {
+  std::string page = ".TH WKT 1\n.SH NAME\nwkt \\- " + Plain(root.Summary()) +
                      "\n.SH SYNOPSIS\n.B wkt\n.I COMMAND\n[\\fIarguments\\fR] "
                      "[\\fB\\-\\-json\\fR]\n.br\n.B wkt\n.I COMMAND\n.B \\-\\-help\n"
                      ".SH DESCRIPTION\nData goes to standard output, talk to standard error. Every "
                      "report is also there as JSON: with\n.BR \\-\\-json .\n.SH COMMANDS\n";
-  for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
-    AddCommandText(*command, command->get_name(), &page);
+  for (const Command& command : root.Commands()) {
+    AddCommandText(command, command.Name(), &page);
   }
   page += ".SH EXIT STATUS\n";
   for (const ExitText& exit : kExitTexts) {

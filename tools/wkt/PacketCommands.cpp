@@ -97,37 +97,37 @@ void AddPacketCommands(Shell& shell) {
     std::string folder;
   };
   const auto arguments = std::make_shared<Arguments>();
-  CLI::App* packet = AddCommand(shell, shell.app, "packet");
-  packet->require_subcommand(1);
-  const auto addFolder = [&arguments](CLI::App* command) {
+  const Command packet = AddCommand(shell, shell.root, "packet");
+  packet.RequireCommand();
+  const auto addFolder = [&arguments](Command command) {
     command
-        ->add_option("--folder", arguments->folder,
-                     "Where the packet is sent to; told by its beginning when missing")
-        ->check(CLI::IsMember({"jobs", "favorites", "types"}));
+        .AddOption("--folder", &arguments->folder,
+                   "Where the packet is sent to; told by its beginning when missing")
+        .OneOf({"jobs", "favorites", "types"});
   };
-  CLI::App* decode = AddCommand(shell, *packet, "packet decode");
-  decode->add_option("FILE", arguments->file, "A packet's bytes")->required();
+  const Command decode = AddCommand(shell, packet, "packet decode");
+  decode.AddOperand("FILE", &arguments->file, "A packet's bytes");
   addFolder(decode);
-  decode->callback([&shell, arguments] {
+  decode.SetAction([&shell, arguments] {
     const PacketView view = ViewPacket(ReadPacket(arguments->file), KindOf(arguments->folder));
     Print(shell.output, PacketToJson(view),
           [&view](const Json& json) { return DecodeText(json, view); });
   });
-  CLI::App* encode = AddCommand(shell, *packet, "packet encode");
-  encode->add_option("FILE", arguments->file, "What decode --json wrote")->required();
-  encode->callback([arguments] { WriteBytes(PacketFromJson(ReadJsonFile(arguments->file))); });
-  CLI::App* explain = AddCommand(shell, *packet, "packet explain");
-  explain->add_option("FILE", arguments->file, "A packet's bytes")->required();
+  const Command encode = AddCommand(shell, packet, "packet encode");
+  encode.AddOperand("FILE", &arguments->file, "What decode --json wrote");
+  encode.SetAction([arguments] { WriteBytes(PacketFromJson(ReadJsonFile(arguments->file))); });
+  const Command explain = AddCommand(shell, packet, "packet explain");
+  explain.AddOperand("FILE", &arguments->file, "A packet's bytes");
   addFolder(explain);
-  explain->callback([&shell, arguments] {
+  explain.SetAction([&shell, arguments] {
     const PacketView view = ViewPacket(ReadPacket(arguments->file), KindOf(arguments->folder));
     shell.exitCode = view.problem.empty() ? ExitCode::Done : ExitCode::Left;
     Print(shell.output, PacketToJson(view), ExplainText);
   });
-  CLI::App* get = AddCommand(shell, *packet, "packet get");
-  get->add_option("DEVICE", arguments->file, "A device's folder")->required();
-  get->add_option("RECORD", arguments->second, "Title, identifier or #number")->required();
-  get->callback([arguments] { WriteBytes(DevicePacket(arguments->file, arguments->second)); });
+  const Command get = AddCommand(shell, packet, "packet get");
+  get.AddOperand("DEVICE", &arguments->file, "A device's folder");
+  get.AddOperand("RECORD", &arguments->second, "Title, identifier or #number");
+  get.SetAction([arguments] { WriteBytes(DevicePacket(arguments->file, arguments->second)); });
 }
 
 }  // namespace wkt::tool

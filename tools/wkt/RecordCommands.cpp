@@ -12,6 +12,10 @@ namespace {
 
 // Options as they were given; "given" is asked of the option itself, so that a text can be emptied.
 struct RecordArguments {
+  explicit RecordArguments(Command added) : command(added) {}
+  bool Given(const char* option) const { return command.Has(option); }
+
+  const Command command;
   std::string home;
   std::string selector;
   std::string from;
@@ -21,9 +25,6 @@ struct RecordArguments {
   int kind = kWorkTypeKind;
   std::string name, name2, parent;
   std::vector<std::string> fields;
-  CLI::App* command = nullptr;
-
-  bool Given(const char* option) const { return command->count(option) > 0; }
 };
 
 constexpr size_t kTitleWidth = 44;
@@ -287,76 +288,74 @@ void DeleteRecord(Shell& shell, FolderId folder, const RecordArguments& argument
   }
 }
 
-void AddFieldOptions(CLI::App* command, FolderId folder, RecordArguments* arguments) {
+void AddFieldOptions(Command command, FolderId folder, RecordArguments* arguments) {
   if (folder == FolderId::Types) {
     command
-        ->add_option("--kind", arguments->kind,
-                     "1 work type, 2 project, 3 person, 4 teamwork, 5 list")
-        ->check(CLI::Range(1, 5));
-    command->add_option("--name", arguments->name, "Name");
-    command->add_option("--name2", arguments->name2, "Second name, such as a person's family name");
-    command->add_option("--parent", arguments->parent, "Parent of a project");
+        .AddOption("--kind", &arguments->kind,
+                   "1 work type, 2 project, 3 person, 4 teamwork, 5 list")
+        .InRange(1, 5);
+    command.AddOption("--name", &arguments->name, "Name");
+    command.AddOption("--name2", &arguments->name2, "Second name, such as a person's family name");
+    command.AddOption("--parent", &arguments->parent, "Parent of a project");
   } else {
-    command->add_option("--title", arguments->title, "Title");
-    command->add_option("--start", arguments->start, "Start, such as '2026-03-02 09:00'");
-    command->add_option("--end", arguments->end, "End");
-    command->add_option("--day", arguments->day,
-                        "Day that the job is booked to, if not that of its start");
-    command->add_option("--project", arguments->project, "Project, by name or identifier");
-    command->add_option("--work-type", arguments->workType, "Work type, by name or identifier");
-    command->add_option("--teamwork", arguments->teamwork, "Teamwork, by name or identifier");
+    command.AddOption("--title", &arguments->title, "Title");
+    command.AddOption("--start", &arguments->start, "Start, such as '2026-03-02 09:00'");
+    command.AddOption("--end", &arguments->end, "End");
+    command.AddOption("--day", &arguments->day,
+                      "Day that the job is booked to, if not that of its start");
+    command.AddOption("--project", &arguments->project, "Project, by name or identifier");
+    command.AddOption("--work-type", &arguments->workType, "Work type, by name or identifier");
+    command.AddOption("--teamwork", &arguments->teamwork, "Teamwork, by name or identifier");
     command
-        ->add_option("--person", arguments->persons,
-                     "Person, by name or identifier; may be repeated")
-        ->take_all();
+        .AddOption("--person", &arguments->persons,
+                   "Person, by name or identifier; may be repeated")
+        .TakeAll();
   }
-  command->add_option("--comment", arguments->comment, "Comment");
-  command->add_option("--set", arguments->fields, "Any field: FIELD=VALUE; may be repeated")
-      ->take_all();
+  command.AddOption("--comment", &arguments->comment, "Comment");
+  command.AddOption("--set", &arguments->fields, "Any field: FIELD=VALUE; may be repeated")
+      .TakeAll();
 }
 
 void AddFolderCommands(Shell& shell, FolderId folder) {
   const std::string noun = DescribeFolder(folder).noun;
-  CLI::App* parent = AddCommand(shell, shell.app, noun);
-  parent->require_subcommand(1);
+  const Command parent = AddCommand(shell, shell.root, noun);
+  parent.RequireCommand();
   const auto make = [&](const char* verb) {
-    auto arguments = std::make_shared<RecordArguments>();
-    arguments->command = AddCommand(shell, *parent, noun + " " + verb);
-    arguments->command->add_option("HOME", arguments->home, "A device or a partner's folder")
-        ->required();
+    auto arguments =
+        std::make_shared<RecordArguments>(AddCommand(shell, parent, noun + " " + verb));
+    arguments->command.AddOperand("HOME", &arguments->home, "A device or a partner's folder");
     return arguments;
   };
   const auto addSelector = [](RecordArguments* arguments) {
-    arguments->command->add_option("RECORD", arguments->selector, "Title, identifier or #number")
-        ->required();
+    arguments->command.AddOperand("RECORD", &arguments->selector, "Title, identifier or #number");
   };
 
   const auto list = make("list");
   if (folder != FolderId::Types) {
-    list->command->add_option("--from", list->from, "First day");
-    list->command->add_option("--to", list->to, "Last day");
+    list->command.AddOption("--from", &list->from, "First day");
+    list->command.AddOption("--to", &list->to, "Last day");
   }
-  list->command->callback([&shell, folder, list] { ListRecords(shell, folder, *list); });
+  list->command.SetAction([&shell, folder, list] { ListRecords(shell, folder, *list); });
 
   const auto show = make("show");
   addSelector(show.get());
-  show->command->callback([&shell, folder, show] {
+  show->command.SetAction([&shell, folder, show] {
     const auto home = OpenHome(show->home, Access::Read);
     ShowRecord(shell, *home, SelectRecord(*home, folder, show->selector));
   });
 
   const auto add = make("add");
   AddFieldOptions(add->command, folder, add.get());
-  add->command->callback([&shell, folder, add] { AddRecord(shell, folder, *add); });
+  add->command.SetAction([&shell, folder, add] { AddRecord(shell, folder, *add); });
 
   const auto change = make("change");
   addSelector(change.get());
   AddFieldOptions(change->command, folder, change.get());
-  change->command->callback([&shell, folder, change] { ChangeRecord(shell, folder, *change); });
+  change->command.SetAction([&shell, folder, change] { ChangeRecord(shell, folder, *change); });
 
   const auto remove = make("delete");
   addSelector(remove.get());
-  remove->command->callback([&shell, folder, remove] { DeleteRecord(shell, folder, *remove); });
+  remove->command.SetAction([&shell, folder, remove] { DeleteRecord(shell, folder, *remove); });
 }
 
 }  // namespace

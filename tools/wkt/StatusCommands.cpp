@@ -1,7 +1,7 @@
 #include <fmt/format.h>
-#include <signal.h>
 
 #include <chrono>
+#include <csignal>
 #include <memory>
 
 #include "desktop/manager/Partnership.h"
@@ -254,9 +254,9 @@ void AddStatusCommands(Shell& shell) {
   };
   const auto arguments = std::make_shared<Arguments>();
 
-  CLI::App* status = AddCommand(shell, shell.app, "status");
-  status->add_option("HOME", arguments->home, "A device or a partner's folder")->required();
-  status->callback([&shell, arguments] {
+  const Command status = AddCommand(shell, shell.root, "status");
+  status.AddOperand("HOME", &arguments->home, "A device or a partner's folder");
+  status.SetAction([&shell, arguments] {
     if (IsDevice(arguments->home)) {
       Print(shell.output, DeviceStatus(arguments->home), DeviceStatusText);
     } else if (Store::IsPartner(arguments->home)) {
@@ -266,16 +266,15 @@ void AddStatusCommands(Shell& shell) {
     }
   });
 
-  CLI::App* why = AddCommand(shell, shell.app, "why");
-  why->add_option("DEVICE", arguments->home, "A device's folder")->required();
-  why->add_option("RECORD", arguments->record, "Title, identifier or #number")->required();
-  why->callback([&shell, arguments] { Why(shell, arguments->home, arguments->record); });
+  const Command why = AddCommand(shell, shell.root, "why");
+  why.AddOperand("DEVICE", &arguments->home, "A device's folder");
+  why.AddOperand("RECORD", &arguments->record, "Title, identifier or #number");
+  why.SetAction([&shell, arguments] { Why(shell, arguments->home, arguments->record); });
 
-  CLI::App* listen = AddCommand(shell, shell.app, "listen");
-  listen->add_option("DEVICE", arguments->home, "A device's folder")->required();
-  listen->add_option("--seconds", arguments->seconds, "End after this many seconds")
-      ->check(CLI::NonNegativeNumber);
-  listen->callback([&shell, arguments] { Listen(shell, arguments->home, arguments->seconds); });
+  const Command listen = AddCommand(shell, shell.root, "listen");
+  listen.AddOperand("DEVICE", &arguments->home, "A device's folder");
+  listen.AddOption("--seconds", &arguments->seconds, "End after this many seconds").NotNegative();
+  listen.SetAction([&shell, arguments] { Listen(shell, arguments->home, arguments->seconds); });
 }
 
 }  // namespace wkt::tool

@@ -264,22 +264,21 @@ void Sync(Shell& shell, const SyncArguments& arguments) {
 
 void AddSyncCommand(Shell& shell) {
   const auto arguments = std::make_shared<SyncArguments>();
-  CLI::App* command = AddCommand(shell, shell.app, "sync");
-  command->add_option("DEVICE", arguments->device, "A device's folder")->required();
-  command->add_option("PARTNER", arguments->partner, "The partner's folder")->required();
+  const Command command = AddCommand(shell, shell.root, "sync");
+  command.AddOperand("DEVICE", &arguments->device, "A device's folder");
+  command.AddOperand("PARTNER", &arguments->partner, "The partner's folder");
   command
-      ->add_option("--partner", arguments->partnerNumber,
-                   "Which of the device's two partners this is")
-      ->check(CLI::Range(1, 2));
-  command->add_flag("--dry-run", arguments->dryRun, "Show what would happen; change nothing");
-  command
-      ->add_option("--conflict", arguments->conflict, "Who wins when both sides changed a record")
-      ->check(CLI::IsMember({"newer", "device", "desktop", "both"}));
-  command->add_flag("--allow-delete", arguments->allowDelete, "Delete even many records at once");
-  command->add_flag("--verify", arguments->verifyAll,
-                    "Read back and compare all records, not only those that travelled");
-  command->add_option("--trace", arguments->trace, "Write every call of the provider to this file");
-  command->callback([&shell, arguments] { Sync(shell, *arguments); });
+      .AddOption("--partner", &arguments->partnerNumber,
+                 "Which of the device's two partners this is")
+      .InRange(1, 2);
+  command.AddFlag("--dry-run", &arguments->dryRun, "Show what would happen; change nothing");
+  command.AddOption("--conflict", &arguments->conflict, "Who wins when both sides changed a record")
+      .OneOf({"newer", "device", "desktop", "both"});
+  command.AddFlag("--allow-delete", &arguments->allowDelete, "Delete even many records at once");
+  command.AddFlag("--verify", &arguments->verifyAll,
+                  "Read back and compare all records, not only those that travelled");
+  command.AddOption("--trace", &arguments->trace, "Write every call of the provider to this file");
+  command.SetAction([&shell, arguments] { Sync(shell, *arguments); });
 }
 
 }  // namespace wkt::tool

@@ -172,15 +172,15 @@ void AddTraceCommands(Shell& shell) {
     std::string second;
   };
   const auto arguments = std::make_shared<Arguments>();
-  CLI::App* trace = AddCommand(shell, shell.app, "trace");
-  trace->require_subcommand(1);
-  CLI::App* show = AddCommand(shell, *trace, "trace show");
-  show->add_option("FILE", arguments->file, "A recorded run")->required();
-  show->callback([&shell, arguments] { ShowTrace(shell, arguments->file); });
-  CLI::App* diff = AddCommand(shell, *trace, "trace diff");
-  diff->add_option("A", arguments->file, "A recorded run")->required();
-  diff->add_option("B", arguments->second, "Another one")->required();
-  diff->callback([&shell, arguments] { DiffTraces(shell, arguments->file, arguments->second); });
+  const Command trace = AddCommand(shell, shell.root, "trace");
+  trace.RequireCommand();
+  const Command show = AddCommand(shell, trace, "trace show");
+  show.AddOperand("FILE", &arguments->file, "A recorded run");
+  show.SetAction([&shell, arguments] { ShowTrace(shell, arguments->file); });
+  const Command diff = AddCommand(shell, trace, "trace diff");
+  diff.AddOperand("A", &arguments->file, "A recorded run");
+  diff.AddOperand("B", &arguments->second, "Another one");
+  diff.SetAction([&shell, arguments] { DiffTraces(shell, arguments->file, arguments->second); });
 }
 
 }  // namespace wkt::tool

@@ -78,24 +78,24 @@ void ImportRegistry(Shell& shell, const UpkeepArguments& arguments) {
 
 }  // namespace
 
-void AddUpkeepCommands(Shell& shell, CLI::App& device) {
+void AddUpkeepCommands(Shell& shell, Command device) {
   const auto arguments = std::make_shared<UpkeepArguments>();
 
-  CLI::App* check = AddCommand(shell, device, "device fsck");
-  check->add_option("DIR", arguments->folder, "A device")->required();
-  check->callback([&shell, arguments] { CheckDevice(shell, *arguments); });
+  const Command check = AddCommand(shell, device, "device fsck");
+  check.AddOperand("DIR", &arguments->folder, "A device");
+  check.SetAction([&shell, arguments] { CheckDevice(shell, *arguments); });
 
-  CLI::App* registry = AddCommand(shell, device, "device registry");
-  registry->require_subcommand(1);
-  CLI::App* write = AddCommand(shell, *registry, "device registry export");
-  write->add_option("DIR", arguments->folder, "A device")->required();
-  write->add_option("KEY", arguments->key, "A key, such as HKEY_LOCAL_MACHINE\\SOFTWARE; else all");
-  write->callback([&shell, arguments] { ExportRegistry(shell, *arguments); });
-  CLI::App* read = AddCommand(shell, *registry, "device registry import");
-  read->add_option("DIR", arguments->folder, "A device")->required();
-  read->add_option("FILE", arguments->file, "What export wrote; - reads the standard input")
-      ->required();
-  read->callback([&shell, arguments] { ImportRegistry(shell, *arguments); });
+  const Command registry = AddCommand(shell, device, "device registry");
+  registry.RequireCommand();
+  const Command write = AddCommand(shell, registry, "device registry export");
+  write.AddOperand("DIR", &arguments->folder, "A device");
+  write.AddOptionalOperand("KEY", &arguments->key,
+                           "A key, such as HKEY_LOCAL_MACHINE\\SOFTWARE; else all");
+  write.SetAction([&shell, arguments] { ExportRegistry(shell, *arguments); });
+  const Command read = AddCommand(shell, registry, "device registry import");
+  read.AddOperand("DIR", &arguments->folder, "A device");
+  read.AddOperand("FILE", &arguments->file, "What export wrote; - reads the standard input");
+  read.SetAction([&shell, arguments] { ImportRegistry(shell, *arguments); });
 }
 
 }  // namespace wkt::tool

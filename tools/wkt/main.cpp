@@ -7,9 +7,9 @@
 
 namespace wkt::tool {
 
-CLI::App* AddCommand(Shell& shell, CLI::App& parent, const std::string& name) {
+Command AddCommand(Shell& shell, Command parent, const std::string& name) {
   const CommandHelp& help = HelpOf(name);
-  CLI::App* command = parent.add_subcommand(name.substr(name.rfind(' ') + 1), help.summary);
+  const Command command = parent.AddCommand(name.substr(name.rfind(' ') + 1), help.summary);
   std::string footer;
   if (help.details[0]) {
     footer += std::string("\n") + help.details + "\n";
@@ -20,20 +20,21 @@ CLI::App* AddCommand(Shell& shell, CLI::App& parent, const std::string& name) {
       footer += *c == '\n' ? std::string("\n  ") : std::string(1, *c);
     }
   }
-  command->footer(footer);
-  command->add_flag("--json", shell.output.json, "Print the report as JSON");
+  command.SetFooter(footer);
+  command.AddFlag("--json", &shell.output.json, "Print the report as JSON");
   return command;
 }
 
 namespace {
 
 int Run(int argc, char** argv) {
-  CLI::App app(
-      "Devices on the desk, their records, and their synchronisation with desktop partners.",
-      "wkt");
-  app.require_subcommand(1);
-  app.footer("\nwkt COMMAND --help shows what a command does, with examples.");
-  Shell shell{app, {}, ExitCode::Done, argv[0]};
+  const CommandLine line(
+      "wkt",
+      "Devices on the desk, their records, and their synchronisation with desktop partners.");
+  const Command root = line.Root();
+  root.RequireCommand();
+  root.SetFooter("\nwkt COMMAND --help shows what a command does, with examples.");
+  Shell shell{root, {}, ExitCode::Done, argv[0]};
   AddDeviceCommands(shell);
   AddRecordCommands(shell);
   AddSyncCommand(shell);
@@ -43,20 +44,12 @@ int Run(int argc, char** argv) {
   AddBackupCommands(shell);
   AddPacketCommands(shell);
   AddTraceCommands(shell);
-  AddCommand(shell, app, "man")->callback([&app] { std::fputs(ManualPage(app).c_str(), stdout); });
+  AddCommand(shell, root, "man").SetAction([root] {
+    std::fputs(ManualPage(root).c_str(), stdout);
+  });
   try {
-    app.parse(argc, argv);
-  } catch (const CLI::CallForHelp&) {
-    std::fputs(app.help().c_str(), stdout);
-    return 0;
-  } catch (const CLI::ParseError& error) {
-    if (const std::vector<std::string> unknown = app.remaining(true);
-        dynamic_cast<const CLI::RequiredError*>(&error) && !unknown.empty()) {
-      Say("wkt: '" + unknown.front() + "' is no command here; --help lists them");
-      return static_cast<int>(ExitCode::Usage);
-    }
-    const int code = app.exit(error, std::cout, std::cerr);
-    return code == 0 ? 0 : static_cast<int>(ExitCode::Usage);
+    const ExitCode read = line.Run(argc, argv);
+    return static_cast<int>(read == ExitCode::Done ? shell.exitCode : read);
   } catch (const Failure& failure) {
     SayProgress("");
     Say(std::string("wkt: ") + failure.what());
@@ -66,7 +59,6 @@ int Run(int argc, char** argv) {
     Say(std::string("wkt: ") + error.what());
     return static_cast<int>(ExitCode::Failed);
   }
-  return static_cast<int>(shell.exitCode);
 }
 
 }  // namespace
