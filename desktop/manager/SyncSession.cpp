@@ -22,7 +22,6 @@ constexpr size_t kSyncDataMaxBytes = 65536;
 SyncSession::SyncSession(Trace* trace) : trace_(trace) {}
 
 // NOLINTNEXTLINE(bugprone-exception-escape): only for want of memory, which ends the program
-// anyway.
 SyncSession::~SyncSession() {
   EndSync();
   ReleaseAll();

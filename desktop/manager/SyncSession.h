@@ -58,6 +58,7 @@ class SyncSession {
  public:
   // `trace` may be NULL; it must outlive the session.
   explicit SyncSession(Trace* trace);
+  // NOLINTNEXTLINE(bugprone-exception-escape): only for want of memory, which ends the program
   ~SyncSession();
   SyncSession(const SyncSession&) = delete;
   SyncSession& operator=(const SyncSession&) = delete;

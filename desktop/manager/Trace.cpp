@@ -49,11 +49,11 @@ std::optional<std::vector<uint8_t>> FromHex(std::string_view text) {
   std::vector<uint8_t> bytes(text.size() / 2);
   for (size_t i = 0; i < text.size(); ++i) {
     const char digit = text[i];
-    const char first = digit >= '0' && digit <= '9'   ? '0'
-                       : digit >= 'a' && digit <= 'f' ? 'a' - 10
-                       : digit >= 'A' && digit <= 'F' ? 'A' - 10
-                                                      : '\0';
-    if (first == '\0') {
+    const int first = digit >= '0' && digit <= '9'   ? '0'
+                      : digit >= 'a' && digit <= 'f' ? 'a' - 10
+                      : digit >= 'A' && digit <= 'F' ? 'A' - 10
+                                                     : 0;
+    if (first == 0) {
       return std::nullopt;
     }
     bytes[i / 2] = static_cast<uint8_t>(bytes[i / 2] << 4 | (digit - first));
