@@ -44,17 +44,19 @@ DWORD StoreRanks::StoreCounts() {
       error = database_.Volume().LastFailure();
     if (error == ERROR_SUCCESS)
       error = LoadBlocks(change.group);
-    if (error == ERROR_SUCCESS)
+    if (error == ERROR_SUCCESS) {
       error =
           ChangeCount(kBlockLevel, groups_[change.group].blocks[change.block].first, change.keys);
+    }
     if (error != ERROR_SUCCESS)
       return error;
     const auto known = std::find_if(ofGroups.begin(), ofGroups.end(),
                                     [&](const auto& each) { return each.first == change.group; });
-    if (known != ofGroups.end())
+    if (known != ofGroups.end()) {
       known->second += change.keys;
-    else
+    } else {
       ofGroups.emplace_back(change.group, change.keys);
+    }
   }
   for (const auto& [group, keys] : ofGroups) {
     const DWORD error = ChangeCount(kGroupLevel, groups_[group].first, keys);
