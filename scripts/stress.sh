@@ -28,8 +28,8 @@ part "100,000 round trips of times" WKT_ROUND_TRIPS=100000 platform/test_platfor
 # Only synced blocks survive.
 part "100 power cuts" WKT_POWER_CUTS=100 host/test_host 'StorePowerCut.*'
 # Edits on both sides with two partners, against a simple model.
-part "300 two-sided edit scripts" RC_PARAMS=max_success=300 desktop/test_desktop '*Model*'
-part "300 two-sided edit scripts with kills" "WKT_SCRIPT_KILLS=1 RC_PARAMS=max_success=300" desktop/test_desktop '*Model*'
+part "300 two-sided edit scripts" WKT_SCRIPTS=300 desktop/test_desktop '*Model*'
+part "300 two-sided edit scripts with kills" "WKT_SCRIPT_KILLS=1 WKT_SCRIPTS=300" desktop/test_desktop '*Model*'
 # Whole synchronisations and applications killed at random instants, with edits between; then the command itself.
 part "500 kills with two partners and 300 jobs" WKT_KILLS=500 desktop/test_desktop 'SyncKill.*'
 part "100 killed commands" WKT_KILLS=100 tools/test_tools 'Kill.*'

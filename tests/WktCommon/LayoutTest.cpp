@@ -39,7 +39,7 @@ static_assert(offsetof(wkt::LogState, getWriteToFile) == 7 * sizeof(void*));
 template <class Value>
 Value At(const void* object, size_t offset) {
   Value value;
-  std::memcpy(&value, static_cast<const char*>(object) + offset, sizeof(value));
+  std::memcpy(&value, static_cast<const char*>(object) + offset, sizeof(Value));
   return value;
 }
 

@@ -192,6 +192,7 @@ TEST(StringArray, AnEmptyListCostsNothingAndAShortOneThreeBlocks) {
   const AllocationCounter counter;
   const StringArray hundred(100, 0);
   const StringArray copy(hundred);
+  EXPECT_EQ(copy.GetCapacity(), 100);
   EXPECT_EQ(counter.Count(), 0u);
   StringArray persons(100, 0);
   persons.Add(WideString(u"first"));

@@ -26,10 +26,11 @@ class LongText {
     bytes =
         static_cast<char*>(mmap(nullptr, byteCount, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
     EXPECT_NE(bytes, MAP_FAILED);
-    for (size_t at = 0; at < byteCount; at += kBlockBytes)
+    for (size_t at = 0; at < byteCount; at += kBlockBytes) {
       EXPECT_NE(
           mmap(bytes + at, kBlockBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_FIXED, file, 0),
           MAP_FAILED);
+    }
     reinterpret_cast<WCHAR*>(bytes)[wantedUnits] = 0;  // gives that page a copy of its own
   }
   ~LongText() {

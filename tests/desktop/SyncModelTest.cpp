@@ -1,18 +1,16 @@
 // Random scripts of edits on a device and two desktops, with synchronisations between, against a
-// model of three maps. 30 scripts; RC_PARAMS=max_success=300 for more. With WKT_SCRIPT_KILLS set,
-// runs are killed and started again.
+// model of three maps. 30 scripts or WKT_SCRIPTS. With WKT_SCRIPT_KILLS set, runs are killed and
+// started again.
 #include <gtest/gtest.h>
-#include <rapidcheck/gtest.h>
 
 #include <optional>
 #include <set>
 
 #include "tests/desktop/SyncDesk.h"
+#include "tests/support/RandomScripts.h"
 
 namespace wkt::test {
 namespace {
-
-[[maybe_unused]] const int kConfigured = setenv("RC_PARAMS", "max_success=30", 0);
 
 using Values = std::map<std::string, std::string>;  // title, comment
 enum class Side { Device, One, Two };
@@ -102,7 +100,7 @@ void EditSomewhere(SyncDesk& desk, Model& model, int step) {
   }
 }
 
-RC_GTEST_PROP(SyncModel, TwoSidedScriptsEndEqual, ()) {
+void RunScript() {
   SyncDesk desk;
   Model model;
   static const bool kills = std::getenv("WKT_SCRIPT_KILLS") != nullptr;
@@ -131,6 +129,10 @@ RC_GTEST_PROP(SyncModel, TwoSidedScriptsEndEqual, ()) {
   }
   RC_ASSERT(model.desktop[1] == model.device);
   RC_ASSERT(model.desktop[2] == model.device);
+}
+
+TEST(SyncModel, TwoSidedScriptsEndEqual) {
+  RunScripts(RunScript, 30, rc::detail::configuration().testParams);
 }
 
 }  // namespace

@@ -6,12 +6,12 @@
 #include <rapidcheck.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <sstream>
+#include <ostream>
 
 #include "tests/support/DatabaseHelp.h"
 #include "tests/support/DatabaseModel.h"
 #include "tests/support/DeskDevice.h"
+#include "tests/support/RandomScripts.h"
 
 namespace wkt::test {
 
@@ -304,13 +304,10 @@ class Pair {
 
 TEST(DatabaseModelScripts, StoreAndModelAgreeCallByCall) {
   DeskDevice device;
-  const char* count = getenv("WKT_SCRIPTS");
-  const char* seed = getenv("WKT_SEED");
   rc::detail::TestParams params;
-  params.maxSuccess = count != nullptr ? atoi(count) : 1000;
   params.maxSize = 80;
-  params.seed = seed != nullptr ? strtoull(seed, nullptr, 10) : 20260302;
-  const auto result = rc::detail::checkTestable(
+  params.seed = 20260302;
+  RunScripts(
       [&device] {
         const auto orderSet = *rc::gen::resize(100, rc::gen::inRange<size_t>(0, 6));
         // Lengths grow with the size; the steps themselves are of all kinds from the start.
@@ -323,12 +320,7 @@ TEST(DatabaseModelScripts, StoreAndModelAgreeCallByCall) {
         for (const Step& step : steps)
           pair.Run(step);
       },
-      rc::detail::TestMetadata{"scripts", "scripts"}, params);
-  if (!result.is<rc::detail::SuccessResult>()) {
-    std::ostringstream text;
-    rc::detail::printResultMessage(result, text);
-    FAIL() << text.str();
-  }
+      1000, params);
 }
 
 }  // namespace
