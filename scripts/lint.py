@@ -23,10 +23,13 @@ FOLDER = ROOT / "build" / "lint"
 CLEAN = FOLDER / "clean"
 # The release build has the benchmarks.
 PRESETS = ["dev", "release"]
-# Options that clang does not know and that change nothing of what it reads.
-GCC_ONLY = {"-fno-gnu-unique"}
+# Options that change nothing of what clang reads, or that it does not know.
+NOT_READ = re.compile(r"-O.|-g\d|-fPI[CE]|-fno-gnu-unique|-Winvalid-pch")
 # In nobody's build here: what runs on devices and what loads their libraries.
 PLAIN = ["c++", "-std=c++20", f"-I{ROOT}", f"-I{ROOT}/build/release/bench", "-Wall", "-Wextra"]
+# Every assertion of a test is a branch or two, and clang's analyzer follows all ways through them: that took more time
+# than all else together and found nothing, so it goes less deep there.
+TESTS_ONLY = [word for option in ["-analyzer-config", "mode=shallow"] for word in ["-Xclang", option]]
 # Wrong on purpose: a test wants each of its lines found.
 WRONG = {"tests/device/wrong_values.cpp"}
 ROOMS = ["WktCommon", "WktDevCommon", "WktDevSync", "WktDevLog", "host", "desktop", "tools", "tests", "fuzz", "bench",
@@ -42,6 +45,16 @@ def sources():
     return sorted(name for name in names if (ROOT / name).is_file() and name not in WRONG)
 
 
+def reading(command):
+    """The arguments of a compilation that say what is read. Precompiled headers are left out: a file includes what it
+    uses."""
+    arguments = [word for word in shlex.split(command) if not NOT_READ.fullmatch(word)]
+    while "-include" in arguments:
+        at = arguments.index("-include")
+        del arguments[at:at + 2]
+    return arguments
+
+
 def commands(names):
     """How each file is compiled, written as build/lint/compile_commands.json, too."""
     found = {}
@@ -51,14 +64,16 @@ def commands(names):
             sys.exit(f"the {preset} build cannot be configured")
         for entry in json.loads(database.read_text()):
             name = os.path.relpath(entry["file"], ROOT)
-            arguments = [word for word in shlex.split(entry["command"]) if word not in GCC_ONLY]
-            found.setdefault(name, {"directory": entry["directory"], "file": entry["file"], "arguments": arguments})
+            found.setdefault(name, {"directory": entry["directory"], "file": entry["file"],
+                                    "arguments": reading(entry["command"])})
     # A header that the build makes.
     if run(["cmake", "--build", "--preset", "release", "--target", "bench/job.pb.h"]).returncode != 0:
         sys.exit("bench/job.pb.h cannot be made")
     for name in names:
         file = str(ROOT / name)
         found.setdefault(name, {"directory": str(ROOT), "file": file, "arguments": [*PLAIN, "-c", file]})
+        if name.startswith("tests/"):
+            found[name]["arguments"] += TESTS_ONLY
     FOLDER.mkdir(parents=True, exist_ok=True)
     part = FOLDER / f"compile_commands.{os.getpid()}"
     part.write_text(json.dumps([found[name] for name in names], indent=1))

@@ -10,6 +10,7 @@
 #include "WktDevCommon/WktTypeDatabase.h"
 #include "platform/Files.h"
 #include "tests/WktDevCommon/DatabaseTest.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/Layout.h"
 #include "tests/support/RawDatabase.h"
 #include "tests/support/RecordedCalls.h"
@@ -17,6 +18,7 @@
 
 namespace {
 
+using wkt::test::BytesOf;
 using wkt::test::ExpectLog;
 using wkt::test::FailingCall;
 using wkt::test::RecordedCalls;
@@ -301,7 +303,7 @@ TEST_F(DatabaseAid, DescribesNothingWithoutNameOrBlock) {
   const CEOIDINFOEX poison = info;
   CDatabaseAid unnamed;
   EXPECT_EQ(unnamed.GetDatabaseInfo(&info), FALSE);
-  EXPECT_EQ(std::memcmp(&info, &poison, sizeof(info)), 0);
+  EXPECT_EQ(BytesOf(info), BytesOf(poison));
   CJobDatabase named(u"WktDevJobs");
   EXPECT_EQ(named.GetDatabaseInfo(nullptr), FALSE);
   EXPECT_EQ(named.GetDatabaseInfo(&info), FALSE);
@@ -315,7 +317,7 @@ TEST_F(DatabaseAid, FindingClearsTheBlockFirst) {
   static_assert(sizeof(info) == 544);
   CDatabaseAid database;
   EXPECT_EQ(database.FindDatabase(u"WktDevJobs", &info), 0u);
-  EXPECT_EQ(std::memcmp(&info, &cleared, sizeof(info)), 0);
+  EXPECT_EQ(BytesOf(info), BytesOf(cleared));
 }
 
 TEST_F(DatabaseAid, FindingAnswersWithOrdersAndLastChange) {

@@ -5,12 +5,14 @@
 
 #include "platform/Files.h"
 #include "tests/WktDevSync/TransferTest.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/GoldenPacket.h"
 #include "tests/support/Samples.h"
 
 // A service manager that hands over nothing, too little or what it should not.
 namespace {
 
+using wkt::test::BytesOf;
 using wkt::test::ExpectLog;
 using wkt::test::RawDatabase;
 using wkt::test::RawJob;
@@ -238,7 +240,7 @@ TEST_F(HostileTransfer, TouchesNothingInTheListOfAnUnknownFolder) {
   EXPECT_EQ(provider.findObjects(&info), S_OK);
   EXPECT_EQ(calls.Take(), Lines{});
   info.uFlags = 0;
-  EXPECT_EQ(std::memcmp(&info, &before, sizeof(info)), 0);
+  EXPECT_EQ(BytesOf(info), BytesOf(before));
 }
 
 // Also with a volume mounted: the databases are in the object store all the same.

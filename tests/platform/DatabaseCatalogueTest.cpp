@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "tests/support/Bytes.h"
 #include "tests/support/DatabaseHelp.h"
 #include "tests/support/DeskDevice.h"
 
@@ -132,7 +133,7 @@ TEST_F(DatabaseCatalogue, InformationOfNothingFailsAndWritesNothing) {
   const CEOIDINFOEX before = info;
   EXPECT_EQ(CeOidGetInfoEx2(&store, 12345, &info), FALSE);
   EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE});
-  EXPECT_EQ(memcmp(&info, &before, sizeof info), 0);
+  EXPECT_EQ(BytesOf(info), BytesOf(before));
   info.wVersion = 2;
   EXPECT_EQ(CeOidGetInfoEx2(&store, 12345, &info), FALSE);
   EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
