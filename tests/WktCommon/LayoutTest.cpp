@@ -39,6 +39,7 @@ static_assert(offsetof(wkt::LogState, getWriteToFile) == 7 * sizeof(void*));
 template <class Value>
 Value At(const void* object, size_t offset) {
   Value value;
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): a pointer that is a member is meant itself
   std::memcpy(&value, static_cast<const char*>(object) + offset, sizeof(Value));
   return value;
 }
