@@ -121,7 +121,7 @@ TEST_F(JobUpgrade, StopsADatabaseAtAWriteThatFailsAndGoesOnWithTheNext) {
 }
 
 TEST_F(JobUpgrade, LeavesWhatFollowsAWriteThatFails) {
-  RawDatabase(u"WktDevFavJobs");
+  { const RawDatabase favorites(u"WktDevFavJobs"); }
   RawDatabase jobs(u"WktDevJobs");
   const CEOID first = jobs.Add(OldRawJob(u"A", 1, 1, 1));
   const CEOID second = jobs.Add(OldRawJob(u"B", 2, 2, 2));
@@ -262,9 +262,9 @@ TEST_F(JobUpgrade, EndsWithTheSameResultWhereAWriteMovesThePosition) {
   device.SetCursorModel(wkt::control::CursorModel::WriteMovesPosition);
   MakeOldDatabases();
   RawDatabase jobs(u"WktDevJobs");
-  std::vector<CEOID> more;
+  std::vector<CEOID> more(20);
   for (int i = 0; i < 20; ++i)
-    more.push_back(jobs.Add(OldRawJob(u"D", i, -1, -2)));
+    more[static_cast<size_t>(i)] = jobs.Add(OldRawJob(u"D", i, -1, -2));
   CJobDatabase::UpgradeJobDatabases();
   ExpectUpgraded();
   for (int i = 0; i < 20; ++i) {

@@ -223,9 +223,9 @@ TEST_F(SyncDatabase, ReportsNothingWhenTheSeekFails) {
 
 // Marks are cleared on the way, so these records are written back while they are enumerated.
 TEST_F(SyncDatabase, ListsTheSameWhereAWriteMovesThePosition) {
-  std::vector<std::u16string> flags;
-  for (int i = 0; i < 40; ++i)
-    flags.push_back(i % 3 ? kEditedWhileSynchronized : kSynchronized);
+  std::vector<std::u16string> flags(40, kEditedWhileSynchronized);
+  for (size_t i = 0; i < flags.size(); i += 3)
+    flags[i] = kSynchronized;
   flags[7] = u"0010000000000000000";
   AddJobs(flags);
   EXPECT_EQ(FindJobs(), S_OK);
