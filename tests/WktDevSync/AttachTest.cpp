@@ -62,8 +62,7 @@ TEST_F(AttachTest, ThePlatformCallsOfAttachInTheirOrder) {
           "FindClose(#3) = 1",
           "FindFirstFileW(\"\\Program Files\\Worktally\\*\") = #4",
           "FindClose(#4) = 1",
-          "FindFirstFileW(\"\\Program Files\\Worktally\\Logging\\*\") = INVALID_HANDLE_VALUE, "
-          "error 3",
+          R"(FindFirstFileW("\Program Files\Worktally\Logging\*") = INVALID_HANDLE_VALUE, error 3)",
           "CreateDirectoryW(\"\\Program Files\\Worktally\\Logging\", NULL) = 1",
           "RegOpenKeyExW(HKEY_LOCAL_MACHINE, \"SOFTWARE\\Worktally\", 0, 0x20019) = 0",
           "RegQueryValueExW(#5, \"InstallPath\", NULL, 256) = 0",

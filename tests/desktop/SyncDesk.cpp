@@ -1,10 +1,10 @@
 #include "tests/desktop/SyncDesk.h"
 
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <filesystem>
 
 #include "desktop/device/Installation.h"

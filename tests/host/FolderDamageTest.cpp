@@ -1,9 +1,9 @@
 // Device folders that are damaged, foreign, full or not to be written.
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 

@@ -1,10 +1,10 @@
 // Full disks, damaged and foreign files.
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sqlite3.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <fstream>
 #include <sstream>
 

@@ -1,10 +1,10 @@
 // Processes that are killed while they write. WKT_KILLS sets how many times (20).
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <random>
 
 #include "host/control/CheckStore.h"

@@ -1,8 +1,9 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/types.h>
+
+#include <csignal>
 
 namespace wkt::test {
 

@@ -1,11 +1,11 @@
 // What the command prints: help, text and JSON of the same report, colours; and that a dry run
 // leaves every byte where it is.
 #include <fcntl.h>
-#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>

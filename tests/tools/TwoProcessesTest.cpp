@@ -1,11 +1,11 @@
 // Commands that run at the same time on one device.
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
