@@ -16,7 +16,6 @@ using wkt::test::BytesOf;
 using wkt::test::ExpectLog;
 using wkt::test::RawDatabase;
 using wkt::test::RawJob;
-using wkt::test::RawType;
 using wkt::test::RecordedCalls;
 
 using HostileTransfer = TransferTest;
