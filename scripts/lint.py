@@ -27,6 +27,8 @@ PRESETS = ["dev", "release"]
 NOT_READ = re.compile(r"-O.|-g\d|-fPI[CE]|-fno-gnu-unique|-Winvalid-pch")
 # In nobody's build here: what runs on devices and what loads their libraries.
 PLAIN = ["c++", "-std=c++20", f"-I{ROOT}", f"-I{ROOT}/build/release/bench", "-Wall", "-Wextra"]
+# A library for devices, where pointers have four bytes and wchar_t has two.
+DEVICE_ONLY = {"tests/device/probe/Probe.cpp": ["-m32", "-fshort-wchar"]}
 # Every assertion of a test is a branch or two, and clang's analyzer follows all ways through them: that took more time
 # than all else together and found nothing, so it goes less deep there.
 TESTS_ONLY = [word for option in ["-analyzer-config", "mode=shallow"] for word in ["-Xclang", option]]
@@ -71,7 +73,8 @@ def commands(names):
         sys.exit("bench/job.pb.h cannot be made")
     for name in names:
         file = str(ROOT / name)
-        found.setdefault(name, {"directory": str(ROOT), "file": file, "arguments": [*PLAIN, "-c", file]})
+        found.setdefault(name, {"directory": str(ROOT), "file": file,
+                                "arguments": [*PLAIN, *DEVICE_ONLY.get(name, []), "-c", file]})
         if name.startswith("tests/"):
             found[name]["arguments"] += TESTS_ONLY
     FOLDER.mkdir(parents=True, exist_ok=True)

@@ -130,6 +130,9 @@ void TestInterface(const wkt::PeImage& image) {
   IProbe* probe = nullptr;
   Expect(Find<BOOL (*)(IProbe**)>(image, "ProbeCreate")(&probe) == TRUE && probe != nullptr,
          "object made");
+  if (probe == nullptr) {
+    return;
+  }
   void* other = &other;
   Expect(probe->QueryInterface(nullptr, &other) == E_NOINTERFACE && other == nullptr, "slot 0");
   Expect(probe->AddRef() == 2 && probe->Release() == 1, "slots 1 and 2");

@@ -66,9 +66,9 @@ class CheckStore : public wkt::test::DeskDeviceTest {
     sqlite3_close(connection);
   }
   void ExpectFindings(const std::vector<std::string>& expected) const {
-    std::vector<std::string> full;
-    for (const std::string& each : expected)
-      full.push_back(path + ": " + each);
+    std::vector<std::string> full = expected;
+    for (std::string& each : full)
+      each.insert(0, path + ": ");
     EXPECT_EQ(CheckVolume(path), full);
     EXPECT_EQ(wkt::control::CheckFolder(device.Folder()), full);
   }
@@ -158,7 +158,7 @@ TEST_F(CheckStore, NewerAndForeignFilesAreNamed) {
 TEST_F(CheckStore, DamagedFilesAreNamed) {
   Execute("PRAGMA wal_checkpoint(TRUNCATE)");
   std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
-  for (int page = 2; page < 12; ++page) {
+  for (std::streamoff page = 2; page < 12; ++page) {
     file.seekp(page * 4096);
     file << std::string(512, '\xFF');
   }

@@ -13,7 +13,6 @@
 
 namespace {
 
-using wkt::test::DeskDevice;
 using wkt::test::DeskDeviceTest;
 
 using Desk = DeskDeviceTest;
