@@ -77,7 +77,7 @@ std::vector<CEPROPVAL> SomeValues(Numbers& numbers, bool isNew) {
       BoolValue(4, numbers.Below(2) != 0),
       DoubleValue(5, kReals[numbers.Below(std::size(kReals))]),
       BlobValue(6, kBlobs[numbers.Below(std::size(kBlobs))]),
-      ShortValue(7, static_cast<SHORT>(numbers.Below(5)) - 2),
+      ShortValue(7, static_cast<SHORT>(static_cast<int>(numbers.Below(5)) - 2)),
       UnsignedLongValue(8, numbers.Below(3) * 0x7FFFFFFF),
   };
   std::vector<CEPROPVAL> values;

@@ -28,9 +28,9 @@ class Folders : public wkt::test::DeskDeviceTest {
     HANDLE search = FindFirstFileW(pattern, &found);
     if (search == INVALID_HANDLE_VALUE)
       return names;
-    do
+    do {
       names.emplace_back(found.cFileName);
-    while (FindNextFileW(search, &found));
+    } while (FindNextFileW(search, &found));
     EXPECT_EQ(GetLastError(), 18u);
     EXPECT_TRUE(FindClose(search));
     return names;
@@ -198,9 +198,10 @@ TEST_F(Folders, LinksAndForeignNamesAreNotThere) {
   std::filesystem::create_symlink("/etc", root / "link");
   std::filesystem::create_symlink("/etc/passwd", root / "passwd");
   std::filesystem::create_symlink("..", root / "up");
-  std::ofstream(root / "back\\slash");
-  std::ofstream(root / "col:on");
-  std::ofstream(root / "\xFF\xFE");
+  for (const char* const name : {"back\\slash", "col:on", "\xFF\xFE"}) {
+    const std::ofstream made(root / name);
+    ASSERT_TRUE(made.is_open()) << name;
+  }
   EXPECT_EQ(Find(u"\\*"), Names());
   WIN32_FIND_DATAW found;
   EXPECT_EQ(FindFirstFileW(u"\\link\\*", &found), INVALID_HANDLE_VALUE);

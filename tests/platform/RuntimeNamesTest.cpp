@@ -4,13 +4,11 @@
 
 #include <cstdlib>
 #include <cwchar>
+#include <cwctype>
 #include <string>
 #include <vector>
 
-// clang-format off
-#include <wctype.h>
 #include "platform/Platform.h"
-// clang-format on
 
 namespace {
 

@@ -110,9 +110,9 @@ TEST_F(Windows, NoWindowPostsToTheThread) {
 TEST_F(Windows, TooLongNamesAndTooManyWindowsAreRefused) {
   EXPECT_EQ(TestWindow(std::u16string(64, u'c'), u"").Problem(), ERROR_INVALID_PARAMETER);
   std::vector<std::unique_ptr<TestWindow>> windows;
-  do
+  do {
     windows.push_back(std::make_unique<TestWindow>(u"c", u""));
-  while (windows.back()->IsOpen());
+  } while (windows.back()->IsOpen());
   EXPECT_EQ(windows.size(), 33u);
   EXPECT_EQ(windows.back()->Problem(), ERROR_NOT_ENOUGH_MEMORY);
 }
