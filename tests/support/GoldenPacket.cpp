@@ -113,6 +113,7 @@ std::vector<GoldenPacket> LoadGoldenPackets() {
     paths.push_back(entry.path());
   std::sort(paths.begin(), paths.end());
   std::vector<GoldenPacket> packets;
+  packets.reserve(paths.size());
   for (const auto& path : paths)
     packets.push_back(Load(path));
   EXPECT_FALSE(packets.empty());

@@ -53,8 +53,7 @@ TEST_F(Judge, HardTextsAreReadByOthersAsTheyAre) {
       "semi;colon, comma",
       "back\\slash",
       " blank at both ends ",
-      "Gr\xC3\xBC\xC3\x9F"
-      "e \xF0\x9F\x98\x80 \xE6\x97\xA5\xE6\x9C\xAC",
+      "Gr\u00FC\u00DFe \U0001F600 \u65E5\u672C",
       "=1+1",
       "BEGIN:VEVENT",
       "tab\there",
