@@ -23,10 +23,13 @@ struct CalendarDay {
   uint32_t number;
   uint64_t date;
 };
-// The thread's last one: stamps are of today, over and over. It begins with the first day of all.
-constexpr uint64_t kFirstDate =
-    uint64_t{kFirstYear} | uint64_t{1} << 16 | uint64_t{1} << 32 | uint64_t{1} << 48;
-thread_local CalendarDay lastDay{0, kFirstDate};
+constexpr uint64_t Date(uint32_t year, uint32_t month, uint32_t weekday, uint32_t day) {
+  return year | uint64_t{month} << 16 | uint64_t{weekday} << 32 | uint64_t{day} << 48;
+}
+
+// The thread's last one: stamps are of today, over and over. It begins with the first day of all, a
+// Monday.
+thread_local CalendarDay lastDay{0, Date(kFirstYear, 1, 1, 1)};
 
 uint64_t DateOf(const SYSTEMTIME& time) {
   uint64_t date = 0;
@@ -45,12 +48,9 @@ uint64_t DateOfDay(uint32_t dayNumber) {
   const uint32_t dayOfYear = dayOfCycle - (365 * yearOfCycle + yearOfCycle / 4 - yearOfCycle / 100);
   const uint32_t marchMonth = (5 * dayOfYear + 2) / 153;
   const uint32_t month = marchMonth < 10 ? marchMonth + 3 : marchMonth - 9;
-  SYSTEMTIME time;
-  time.wYear = static_cast<WORD>(cycle * 400 + yearOfCycle + (month <= 2 ? 1 : 0));
-  time.wMonth = static_cast<WORD>(month);
-  time.wDay = static_cast<WORD>(dayOfYear - (153 * marchMonth + 2) / 5 + 1);
-  time.wDayOfWeek = static_cast<WORD>(WeekdayOfDay(dayNumber));
-  return DateOf(time);
+  const uint32_t year = cycle * 400 + yearOfCycle + (month <= 2 ? 1 : 0);
+  const uint32_t day = dayOfYear - (153 * marchMonth + 2) / 5 + 1;
+  return Date(year, month, static_cast<uint32_t>(WeekdayOfDay(dayNumber)), day);
 }
 
 }  // namespace
