@@ -51,15 +51,38 @@ function(wkt_compile_quickly name)
   endif()
 endfunction()
 
+# A test's own code is not what takes its time. All of it is compiled alike, as precompiled headers want it: as the
+# compiler makes programs when nothing is said, libraries of tests, too.
+function(wkt_test_options name)
+  target_compile_options(${name} PRIVATE -O0)
+  set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+endfunction()
+
+# Most of what a test's compilation reads is GoogleTest's header, so that is read once for all of them. A test still
+# includes what it uses: `./dev lint` reads it without this.
+function(wkt_precompile_test_headers name)
+  if(NOT TARGET test_headers)
+    file(CONFIGURE OUTPUT "${CMAKE_BINARY_DIR}/generated/test_headers.cpp" CONTENT "")
+    add_library(test_headers OBJECT "${CMAKE_BINARY_DIR}/generated/test_headers.cpp")
+    target_link_libraries(test_headers PRIVATE wkt_flags GTest::gtest)
+    wkt_test_options(test_headers)
+    target_precompile_headers(test_headers PRIVATE <gtest/gtest.h> <nlohmann/json.hpp> <algorithm>
+                              <filesystem> <fstream> <string> <vector>)
+  endif()
+  wkt_test_options(${name})
+  target_precompile_headers(${name} REUSE_FROM test_headers)
+endfunction()
+
 # Every .cpp of the calling folder, tests not among them.
 function(wkt_sources out)
   file(GLOB found CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*.cpp")
   set(${out} ${found} PARENT_SCOPE)
 endfunction()
 
-# wkt_library(name STATIC|SHARED [DEVICE] [LIBS ...]): a library of all sources of the folder.
+# wkt_library(name STATIC|SHARED [DEVICE] [LIBS ...] [PRECOMPILE HEADER ...]): a library of all sources of the folder.
+# Headers of other libraries that most of the sources read can be read once for all.
 function(wkt_library name kind)
-  cmake_parse_arguments(ARG "DEVICE" "" "LIBS;SOURCES" ${ARGN})
+  cmake_parse_arguments(ARG "DEVICE" "" "LIBS;SOURCES;PRECOMPILE" ${ARGN})
   if(NOT ARG_SOURCES)
     wkt_sources(ARG_SOURCES)
   endif()
@@ -71,6 +94,7 @@ function(wkt_library name kind)
   endif()
   target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}")
   target_link_libraries(${name} PUBLIC ${ARG_LIBS})
+  target_precompile_headers(${name} PRIVATE ${ARG_PRECOMPILE})
 endfunction()
 
 # wkt_test(name [LIBS ...] [SOURCES ...] [ENVIRONMENT NAME=VALUE ...]): a GoogleTest program of the folder's sources, one ctest
@@ -82,7 +106,7 @@ function(wkt_test name)
   endif()
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE wkt_flags ${ARG_LIBS} GTest::gtest_main)
-  wkt_compile_quickly(${name})
+  wkt_precompile_test_headers(${name})
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST
                        PROPERTIES TIMEOUT 300 ENVIRONMENT "${ARG_ENVIRONMENT}")
 endfunction()
