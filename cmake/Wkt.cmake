@@ -66,8 +66,8 @@ function(wkt_precompile_test_headers name)
     add_library(test_headers OBJECT "${CMAKE_BINARY_DIR}/generated/test_headers.cpp")
     target_link_libraries(test_headers PRIVATE wkt_flags GTest::gtest)
     wkt_test_options(test_headers)
-    target_precompile_headers(test_headers PRIVATE <gtest/gtest.h> <nlohmann/json.hpp> <algorithm>
-                              <filesystem> <fstream> <string> <vector>)
+    # And no other: GCC takes as long to load nlohmann's as to read it.
+    target_precompile_headers(test_headers PRIVATE <gtest/gtest.h>)
   endif()
   wkt_test_options(${name})
   target_precompile_headers(${name} REUSE_FROM test_headers)
@@ -79,10 +79,9 @@ function(wkt_sources out)
   set(${out} ${found} PARENT_SCOPE)
 endfunction()
 
-# wkt_library(name STATIC|SHARED [DEVICE] [LIBS ...] [PRECOMPILE HEADER ...]): a library of all sources of the folder.
-# Headers of other libraries that most of the sources read can be read once for all.
+# wkt_library(name STATIC|SHARED [DEVICE] [LIBS ...]): a library of all sources of the folder.
 function(wkt_library name kind)
-  cmake_parse_arguments(ARG "DEVICE" "" "LIBS;SOURCES;PRECOMPILE" ${ARGN})
+  cmake_parse_arguments(ARG "DEVICE" "" "LIBS;SOURCES" ${ARGN})
   if(NOT ARG_SOURCES)
     wkt_sources(ARG_SOURCES)
   endif()
@@ -94,7 +93,6 @@ function(wkt_library name kind)
   endif()
   target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}")
   target_link_libraries(${name} PUBLIC ${ARG_LIBS})
-  target_precompile_headers(${name} PRIVATE ${ARG_PRECOMPILE})
 endfunction()
 
 # wkt_test(name [LIBS ...] [SOURCES ...] [ENVIRONMENT NAME=VALUE ...]): a GoogleTest program of the folder's sources, one ctest
